@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+// Argument checks shared by all implementations, so that a function opens with lines that read like its documentation.
+#pragma once
+
+#include "qolsc/status.h"
+
+#include <cstdint>
+
+namespace qolsc {
+
+/// True when any of the pointers is null.
+template <typename... P>
+constexpr bool anyNull(const P*... p) {
+    return ((p == nullptr) || ...);
+}
+
+/// First address at or behind p that is a multiple of Bytes (a power of two); records with slack begin there.
+template <std::uintptr_t Bytes, typename T>
+inline T* alignUp(T* p) {
+    return reinterpret_cast<T*>((reinterpret_cast<std::uintptr_t>(p) + (Bytes - 1)) & ~(Bytes - 1));
+}
+
+} // namespace qolsc

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+// The list of codecs. Each directory declares its records here and adds them to the list.
+#include "codecs/codec.h"
+
+namespace qolsc::tools {
+
+// One declaration line and one list line per codec record.
+// ---- G.726 ----
+// ---- G.722 ----
+// ---- G.722.1 ----
+// ---- G.723.1 ----
+// ---- G.728 ----
+// ---- G.729 ----
+// ---- GSM full rate ----
+// ---- AMR ----
+// ---- AMR-WB ----
+
+namespace {
+const Codec* const kCodecs[] = {
+    // ---- G.726 ----
+    // ---- G.722 ----
+    // ---- G.722.1 ----
+    // ---- G.723.1 ----
+    // ---- G.728 ----
+    // ---- G.729 ----
+    // ---- GSM full rate ----
+    // ---- AMR ----
+    // ---- AMR-WB ----
+    nullptr};
+} // namespace
+
+std::span<const Codec* const> allCodecs() { return std::span(kCodecs).first(std::size(kCodecs) - 1); }
+
+const Codec* findCodec(const std::string& name) {
+    for (const Codec* codec : allCodecs()) {
+        if (name == codec->name) {
+            return codec;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace qolsc::tools
