@@ -30,7 +30,11 @@ Qol64u detect(unsigned regs[4]) {
     const unsigned ecx = regs[2], edx = regs[3];
     const struct {
         unsigned reg, bit, feature;
-    } known[] = {{edx, 23, qolCpuMmx}, {edx, 26, qolCpuSse2}, {ecx, 9, qolCpuSsse3}, {ecx, 20, qolCpuSse42}, {ecx, 28, qolCpuAvx}};
+    } known[] = {{edx, 23, qolCpuMmx},
+                 {edx, 26, qolCpuSse2},
+                 {ecx, 9, qolCpuSsse3},
+                 {ecx, 20, qolCpuSse42},
+                 {ecx, 28, qolCpuAvx}};
     Qol64u mask = 0;
     for (const auto& k : known) {
         mask |= (k.reg >> k.bit & 1u) ? k.feature : 0u;
@@ -41,7 +45,8 @@ Qol64u detect(unsigned regs[4]) {
     return mask;
 }
 
-// Cache size in bytes by the deterministic cache leaves (4: Intel, 0x8000001D: AMD), 0 when neither answers.
+// Cache size in bytes by the deterministic cache leaves (4: Intel, 0x8000001D: AMD), 0 when neither
+// answers.
 long cacheSizeByCpuid() {
     long largest = 0;
     constexpr unsigned kCacheLeaves[] = {4, 0x8000001D};
@@ -51,7 +56,8 @@ long cacheSizeByCpuid() {
             if (!__get_cpuid_count(leaf, sub, &a, &b, &c, &d) || (a & 31u) == 0) {
                 break;
             }
-            const long ways = long(b >> 22) + 1, parts = long(b >> 12 & 1023u) + 1, line = long(b & 4095u) + 1;
+            const long ways = long(b >> 22) + 1, parts = long(b >> 12 & 1023u) + 1,
+                       line = long(b & 4095u) + 1;
             const long size = ways * parts * line * (long(c) + 1);
             largest = size > largest ? size : largest;
         }

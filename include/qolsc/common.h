@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0
- * Correlation, convolution, lag search, LP filters and scaled arithmetic that all families share. */
+ * Correlation, convolution, lag search, LP filters and scaled arithmetic that all families share.
+ */
 #ifndef QOLSC_COMMON_H
 #define QOLSC_COMMON_H
 

@@ -22,10 +22,12 @@ extern "C" {
 #endif
 
 /** Identity of the loaded library.
- *  @return pointer to the one constant record; the same address at every call, never to be freed. */
+ *  @return pointer to the one constant record; the same address at every call, never to be freed.
+ */
 const QolLibraryVersion* qolscGetLibVersion(void) QOL_NOEXCEPT;
 
-/** Set once at load time: 1 when the processor and the operating system serve AVX, else 0. Nothing depends on it. */
+/** Set once at load time: 1 when the processor and the operating system serve AVX, else 0. Nothing
+ * depends on it. */
 extern Qol32s qolJumpIndexForMergedDLL;
 
 #ifdef __cplusplus

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Argument checks shared by all implementations, so that a function opens with lines that read like its documentation.
+// Argument checks shared by all implementations, so that a function opens with lines that read like
+// its documentation.
 #pragma once
 
 #include "qolsc/status.h"
@@ -14,7 +15,8 @@ constexpr bool anyNull(const P*... p) {
     return ((p == nullptr) || ...);
 }
 
-/// First address at or behind p that is a multiple of Bytes (a power of two); records with slack begin there.
+/// First address at or behind p that is a multiple of Bytes (a power of two); records with slack
+/// begin there.
 template <std::uintptr_t Bytes, typename T>
 inline T* alignUp(T* p) {
     return reinterpret_cast<T*>((reinterpret_cast<std::uintptr_t>(p) + (Bytes - 1)) & ~(Bytes - 1));

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Declares, for every export of the list, the implementation of the same name and signature in namespace qolsc.
+// Declares, for every export of the list, the implementation of the same name and signature in
+// namespace qolsc.
 #pragma once
 
 #include "qolsc.h"

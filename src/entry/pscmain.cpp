@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Load-time initialiser: the only code that runs unbidden, and the only writer of the library's one variable.
+// Load-time initialiser: the only code that runs unbidden, and the only writer of the library's one
+// variable.
 #include "qolcore.h"
 #include "qolsc/version.h"
 

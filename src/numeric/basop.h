@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Basic operators of the standards' fixed-point reference arithmetic (ITU-T G.191 basop32, ETSI/3GPP basic_op), under
-// their published names. They saturate; none has side effects. Plain C++ arithmetic is preferred where it can't overflow.
+// Basic operators of the standards' fixed-point reference arithmetic (ITU-T G.191 basop32,
+// ETSI/3GPP basic_op), under their published names. They saturate; none has side effects. Plain C++
+// arithmetic is preferred where it can't overflow.
 #pragma once
 
 #include "numeric/rules.h"
@@ -27,11 +28,14 @@ constexpr Qol16s shr(Qol16s a, int n) {
     return n < 0 ? shl(a, n < -16 ? 16 : -n) : static_cast<Qol16s>(a >> (n > 15 ? 15 : n));
 }
 constexpr Qol16s shl(Qol16s a, int n) {
-    return n < 0 ? shr(a, n < -16 ? 16 : -n) : saturate16(Qol64s{a} * (Qol64s{1} << (n > 16 ? 16 : n)));
+    return n < 0 ? shr(a, n < -16 ? 16 : -n)
+                 : saturate16(Qol64s{a} * (Qol64s{1} << (n > 16 ? 16 : n)));
 }
 /// Shift right with the last bit shifted out added; 0 for counts above 15.
 constexpr Qol16s shr_r(Qol16s a, int n) {
-    return n > 15 ? Qol16s{0} : n <= 0 ? shr(a, n) : static_cast<Qol16s>((a >> n) + (a >> (n - 1) & 1));
+    return n > 15   ? Qol16s{0}
+           : n <= 0 ? shr(a, n)
+                    : static_cast<Qol16s>((a >> n) + (a >> (n - 1) & 1));
 }
 
 /// Q15 product, truncated; -32768 squared gives 32767.
@@ -46,7 +50,9 @@ constexpr Qol16s norm_s(Qol16s a) {
 }
 
 /// Q15 quotient a/b, truncated, for 0 <= a <= b and b > 0; 32767 when equal.
-constexpr Qol16s div_s(Qol16s a, Qol16s b) { return a >= b ? MAX_16 : static_cast<Qol16s>((Qol32s{a} << 15) / b); }
+constexpr Qol16s div_s(Qol16s a, Qol16s b) {
+    return a >= b ? MAX_16 : static_cast<Qol16s>((Qol32s{a} << 15) / b);
+}
 
 // ---- 32 bits ----
 
@@ -69,13 +75,21 @@ constexpr Qol32s L_msu0(Qol32s acc, Qol16s a, Qol16s b) { return L_sub(acc, L_mu
 
 constexpr Qol32s L_shl(Qol32s a, int n);
 /// Arithmetic shift right; a negative count shifts left with saturation.
-constexpr Qol32s L_shr(Qol32s a, int n) { return n < 0 ? L_shl(a, n < -32 ? 32 : -n) : a >> (n > 31 ? 31 : n); }
+constexpr Qol32s L_shr(Qol32s a, int n) {
+    return n < 0 ? L_shl(a, n < -32 ? 32 : -n) : a >> (n > 31 ? 31 : n);
+}
 /// Arithmetic shift left, saturating; a negative count shifts right.
 constexpr Qol32s L_shl(Qol32s a, int n) {
-    return n < 0 ? L_shr(a, n < -32 ? 32 : -n) : n > 31 ? (a > 0 ? MAX_32 : a < 0 ? MIN_32 : 0) : saturate32(Qol64s{a} * (Qol64s{1} << n));
+    return n < 0    ? L_shr(a, n < -32 ? 32 : -n)
+           : n > 31 ? (a > 0   ? MAX_32
+                       : a < 0 ? MIN_32
+                               : 0)
+                    : saturate32(Qol64s{a} * (Qol64s{1} << n));
 }
 /// Shift right with the last bit shifted out added; 0 for counts above 31.
-constexpr Qol32s L_shr_r(Qol32s a, int n) { return n > 31 ? 0 : n <= 0 ? L_shr(a, n) : (a >> n) + (a >> (n - 1) & 1); }
+constexpr Qol32s L_shr_r(Qol32s a, int n) {
+    return n > 31 ? 0 : n <= 0 ? L_shr(a, n) : (a >> n) + (a >> (n - 1) & 1);
+}
 
 /// Left shifts that normalise: 0 for 0, 31 for -1.
 constexpr Qol16s norm_l(Qol32s a) {
@@ -111,7 +125,8 @@ constexpr Qol32s Mpy_32(Dpf a, Dpf b) {
 }
 constexpr Qol32s Mpy_32_16(Dpf a, Qol16s n) { return L_mac(L_mult(a.hi, n), mult(a.lo, n), 1); }
 
-/// Q31 quotient num/den by one Newton step, for 0 <= num < den, den normalised (den.hi at least 0x4000).
+/// Q31 quotient num/den by one Newton step, for 0 <= num < den, den normalised (den.hi at least
+/// 0x4000).
 constexpr Qol32s Div_32(Qol32s num, Dpf den) {
     const Qol16s approx = div_s(0x3FFF, den.hi);
     const Dpf twoMinus = L_Extract(L_sub(MAX_32, Mpy_32_16(den, approx)));

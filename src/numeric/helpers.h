@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Fixed-point helpers shared by the families: normalisation, base-2 logarithm and power, inverse square root,
-// double-precision products. Integer only, table look-up and one multiply.
+// Fixed-point helpers shared by the families: normalisation, base-2 logarithm and power, inverse
+// square root, double-precision products. Integer only, table look-up and one multiply.
 #pragma once
 
 #include "numeric/basop.h"
@@ -25,14 +25,18 @@ constexpr void ownLog2(Qol32s x, Qol16s* pExp, Qol16s* pFrac) {
     const int i = (y >> 25) - 32;
     const Qol32s a = y >> 10 & 0x7FFF;
     *pExp = static_cast<Qol16s>(30 - n);
-    *pFrac = static_cast<Qol16s>((tables::Log2Table[i] * 32768 - a * (tables::Log2Table[i] - tables::Log2Table[i + 1])) >> 15);
+    *pFrac = static_cast<Qol16s>(
+        (tables::Log2Table[i] * 32768 - a * (tables::Log2Table[i] - tables::Log2Table[i + 1])) >>
+        15);
 }
 
-/// 2^(exponent + fraction/32768), fraction Q15 in 0..32767. From exponent 31 on the result saturates; 30 has no rounding bit.
+/// 2^(exponent + fraction/32768), fraction Q15 in 0..32767. From exponent 31 on the result
+/// saturates; 30 has no rounding bit.
 constexpr Qol32s ownPow2(Qol16s exponent, Qol16s fraction) {
     const int i = fraction >> 10;
     const Qol32s a = fraction << 6 & 0xFFFE; // twice the low 10 bits, Q15
-    const Qol32s L = tables::tabpow[i] * 65536 - a * (Qol32s{tables::tabpow[i]} - tables::tabpow[i + 1]);
+    const Qol32s L =
+        tables::tabpow[i] * 65536 - a * (Qol32s{tables::tabpow[i]} - tables::tabpow[i + 1]);
     const int n = 30 - exponent;
     if (n <= 0) {
         return shiftLeftSaturate<Qol32s>(L, -n);
@@ -41,14 +45,17 @@ constexpr Qol32s ownPow2(Qol16s exponent, Qol16s fraction) {
     return n > 31 ? 0 : (L >> n) + (L >> (n - 1) & 1);
 }
 
-/// Inverse square root by table and one product of a normalised mantissa (bits 25.. select, bits 10..24 interpolate).
+/// Inverse square root by table and one product of a normalised mantissa (bits 25.. select,
+/// bits 10..24 interpolate).
 constexpr Qol32s invSqrtMantissa(Qol32s value) {
     const int i = (value >> 25) - 16;
     const Qol32s a = value >> 10 & 0x7FFF;
-    return tables::tabsqr[i] - 2 * tables::tabsqr_d[i] * a; // Q31 less the doubled Q15 product, as L_msu
+    return tables::tabsqr[i] -
+           2 * tables::tabsqr_d[i] * a; // Q31 less the doubled Q15 product, as L_msu
 }
 
-/// 1/sqrt of a normalised mantissa with exponent, in place; a value below 1 gives 0x7FFFFFFF and exponent 0.
+/// 1/sqrt of a normalised mantissa with exponent, in place; a value below 1 gives 0x7FFFFFFF and
+/// exponent 0.
 constexpr void ownInvSqrt_32s16s_I(Qol32s* pValue, Qol16s* pExp) {
     if (*pValue < 1) {
         *pExp = 0;

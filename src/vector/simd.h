@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The vector vocabulary: the only file that names the intrinsic headers. 128-bit integers and 256-bit floats (AVX).
-// Caller memory is always loaded and stored unaligned; there is no fused multiply-add anywhere.
+// The vector vocabulary: the only file that names the intrinsic headers. 128-bit integers and
+// 256-bit floats (AVX). Caller memory is always loaded and stored unaligned; there is no fused
+// multiply-add anywhere.
 #pragma once
 
 #include "qolsc/types.h"
@@ -21,7 +22,8 @@ inline i128 zero() { return _mm_setzero_si128(); }
 inline i128 splat16(Qol16s v) { return _mm_set1_epi16(v); }
 inline i128 splat32(Qol32s v) { return _mm_set1_epi32(v); }
 
-/// Products of eight 16-bit pairs, neighbours added: four wrapping 32-bit sums (only two pairs of -32768 squared wrap).
+/// Products of eight 16-bit pairs, neighbours added: four wrapping 32-bit sums (only two pairs of
+/// -32768 squared wrap).
 inline i128 maddPairs(i128 a, i128 b) { return _mm_madd_epi16(a, b); }
 inline i128 add32(i128 a, i128 b) { return _mm_add_epi32(a, b); }
 inline i128 sub32(i128 a, i128 b) { return _mm_sub_epi32(a, b); }
@@ -44,7 +46,9 @@ inline Qol32s sum32(i128 v) {
     return _mm_cvtsi128_si32(v);
 }
 /// Wrapping sum of two 64-bit lanes.
-inline Qol64s sum64(i128 v) { return _mm_cvtsi128_si64(_mm_add_epi64(v, _mm_unpackhi_epi64(v, v))); }
+inline Qol64s sum64(i128 v) {
+    return _mm_cvtsi128_si64(_mm_add_epi64(v, _mm_unpackhi_epi64(v, v)));
+}
 
 // ---- floats: 8 x 32f, 4 x 64f ----
 

@@ -40,7 +40,9 @@ std::int64_t uniform(Random& r, std::int64_t lo, std::int64_t hi) {
     return lo + static_cast<std::int64_t>(next(r) % (static_cast<std::uint64_t>(hi - lo) + 1));
 }
 
-double uniformReal(Random& r, double lo, double hi) { return lo + (hi - lo) * (static_cast<double>(next(r) >> 11) * 0x1p-53); }
+double uniformReal(Random& r, double lo, double hi) {
+    return lo + (hi - lo) * (static_cast<double>(next(r) >> 11) * 0x1p-53);
+}
 
 std::vector<Qol16s> noise16(Random& r, int count, int amplitude) {
     std::vector<Qol16s> v(static_cast<std::size_t>(count));

@@ -45,7 +45,8 @@ inline constexpr std::size_t kGuardBytes = 256;
 
 template <typename T>
 Guarded<T> guarded(std::size_t count, std::size_t skew = 0, std::uint8_t fill = 0x5A) {
-    Guarded<T> g{std::vector<std::uint8_t>(2 * kGuardBytes + 64 + (count + skew) * sizeof(T), fill), nullptr, count};
+    Guarded<T> g{std::vector<std::uint8_t>(2 * kGuardBytes + 64 + (count + skew) * sizeof(T), fill),
+                 nullptr, count};
     const auto start = reinterpret_cast<std::uintptr_t>(g.raw.data()) + kGuardBytes;
     g.data = reinterpret_cast<T*>((start + 63) / 64 * 64) + skew;
     return g;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one plain interface of all assembled codecs. A codec is a small directory that fills one or more `Codec` records
-// and names them in codecs/registry.cpp; program, tests and benchmarks know nothing else of it.
+// The one plain interface of all assembled codecs. A codec is a small directory that fills one or
+// more `Codec` records and names them in codecs/registry.cpp; program, tests and benchmarks know
+// nothing else of it.
 #pragma once
 
 #include <cstddef>
@@ -21,17 +22,19 @@ enum class FrameKind : std::uint8_t {
 
 /// One coded frame between encoder, stream and decoder.
 struct Frame {
-    std::vector<std::uint8_t> payload; ///< bits in the order of transmission, the first in the top bit of payload[0]
-    int bits = 0;                      ///< count of valid bits in payload
-    int mode = 0;                      ///< rate or frame type where a codec has several; the codec's header tells
+    std::vector<std::uint8_t>
+        payload;  ///< bits in the order of transmission, the first in the top bit of payload[0]
+    int bits = 0; ///< count of valid bits in payload
+    int mode = 0; ///< rate or frame type where a codec has several; the codec's header tells
     FrameKind kind = FrameKind::speech;
 };
 
 /// Choices of the user that some codecs look at.
 struct CodecSettings {
-    bool dtx = false;        ///< discontinuous transmission
-    std::string law;         ///< companding law of the decoder's output where the standard has one: "", "alaw", "mulaw"
-    std::string detector;    ///< activity detector where there are several
+    bool dtx = false; ///< discontinuous transmission
+    std::string law;  ///< companding law of the decoder's output where the standard has one: "",
+                      ///< "alaw", "mulaw"
+    std::string detector; ///< activity detector where there are several
 };
 
 struct Codec;
@@ -42,23 +45,27 @@ struct StreamForm {
     /// What stands before the first frame (the storage file's magic); null when nothing does.
     void (*writeHeader)(const Codec& codec, std::vector<std::uint8_t>& out);
     void (*writeFrame)(const Codec& codec, const Frame& frame, std::vector<std::uint8_t>& out);
-    /// Count of octets that the header takes, or -1 when it isn't there; null when there is no header.
+    /// Count of octets that the header takes, or -1 when it isn't there; null when there is no
+    /// header.
     std::ptrdiff_t (*readHeader)(const Codec& codec, std::span<const std::uint8_t> in);
-    /// Count of octets that the frame takes; 0 at the end of the stream; -1 when it is malformed or truncated.
+    /// Count of octets that the frame takes; 0 at the end of the stream; -1 when it is malformed or
+    /// truncated.
     std::ptrdiff_t (*readFrame)(const Codec& codec, std::span<const std::uint8_t> in, Frame& frame);
 };
 
 /// One codec at one rate.
 struct Codec {
-    const char* name;     ///< what --codec takes, e.g. "g726-32"
-    const char* title;    ///< e.g. "ITU-T G.726 ADPCM, 32 kbit/s"
-    int sampleRate;       ///< Hz
-    int frameSamples;     ///< most samples that one encode call takes
-    int granule;          ///< a call takes any multiple of this up to frameSamples; equal to it for frame codecs
-    int frameBits;        ///< bits of a full speech frame, for fixed-size packing and for the bit rate
+    const char* name;  ///< what --codec takes, e.g. "g726-32"
+    const char* title; ///< e.g. "ITU-T G.726 ADPCM, 32 kbit/s"
+    int sampleRate;    ///< Hz
+    int frameSamples;  ///< most samples that one encode call takes
+    int granule;   ///< a call takes any multiple of this up to frameSamples; equal to it for frame
+                   ///< codecs
+    int frameBits; ///< bits of a full speech frame, for fixed-size packing and for the bit rate
     std::span<const StreamForm> forms; ///< the first is the default
 
-    void* (*openEncoder)(const Codec& codec, const CodecSettings& settings); ///< null when the settings don't fit
+    void* (*openEncoder)(const Codec& codec,
+                         const CodecSettings& settings); ///< null when the settings don't fit
     void (*closeEncoder)(void* encoder);
     void (*encode)(void* encoder, const std::int16_t* pcm, int samples, Frame& frame);
 

@@ -29,7 +29,9 @@ const Codec* const kCodecs[] = {
     nullptr};
 } // namespace
 
-std::span<const Codec* const> allCodecs() { return std::span(kCodecs).first(std::size(kCodecs) - 1); }
+std::span<const Codec* const> allCodecs() {
+    return std::span(kCodecs).first(std::size(kCodecs) - 1);
+}
 
 const Codec* findCodec(const std::string& name) {
     for (const Codec* codec : allCodecs()) {
