@@ -26,14 +26,21 @@ struct Frame {
         payload;  ///< bits in the order of transmission, the first in the top bit of payload[0]
     int bits = 0; ///< count of valid bits in payload
     int mode = 0; ///< rate or frame type where a codec has several; the codec's header tells
+    /// A lost frame keeps its bit count (the decoder learns how much to conceal); its payload is
+    /// whatever arrived, all zero bits when nothing did.
     FrameKind kind = FrameKind::speech;
 };
 
-/// Choices of the user that some codecs look at.
+/// Companding of 16-bit linear samples to octets (ITU-T G.711).
+enum class Law : std::uint8_t { linear, alaw, mulaw };
+
+/// Choices of the user that some codecs look at. A codec's record tells which it knows; the program
+/// refuses the others.
 struct CodecSettings {
     bool dtx = false; ///< discontinuous transmission
-    std::string law;  ///< companding law of the decoder's output where the standard has one: "",
-                      ///< "alaw", "mulaw"
+    /// Companding law of the decoder's output where the standard has one: but for linear, a decoded
+    /// sample is the companded octet in the low 8 bits. Encoders always take linear samples.
+    Law law = Law::linear;
     std::string detector; ///< activity detector where there are several
 };
 
@@ -41,7 +48,7 @@ struct Codec;
 
 /// A coded form of the stream. Writers append; readers take one frame from the front.
 struct StreamForm {
-    const char* name; ///< "packed", "serial", "codes", "file"
+    const char* name; ///< "packed", "serial", "codes", "words" or "file"
     /// What stands before the first frame (the storage file's magic); null when nothing does.
     void (*writeHeader)(const Codec& codec, std::vector<std::uint8_t>& out);
     void (*writeFrame)(const Codec& codec, const Frame& frame, std::vector<std::uint8_t>& out);
@@ -62,7 +69,7 @@ struct Codec {
     int granule;   ///< a call takes any multiple of this up to frameSamples; equal to it for frame
                    ///< codecs
     int frameBits; ///< bits of a full speech frame, for fixed-size packing and for the bit rate
-    std::span<const StreamForm> forms; ///< the first is the default
+    std::span<const StreamForm* const> forms; ///< the first is the default
 
     void* (*openEncoder)(const Codec& codec,
                          const CodecSettings& settings); ///< null when the settings don't fit
@@ -73,7 +80,17 @@ struct Codec {
     void (*closeDecoder)(void* decoder);
     /// Writes the frame's samples, frameSamples at most, and returns their count.
     int (*decode)(void* decoder, const Frame& frame, std::int16_t* pcm);
+
+    int delay = 0;             ///< samples by which the decoded signal lags behind the input
+    bool hasDtx = false;       ///< looks at settings.dtx
+    bool hasLaw = false;       ///< looks at settings.law
+    bool hasDetectors = false; ///< looks at settings.detector
 };
+
+/// A codec that takes any multiple of a granule below the frame makes one code of each granule.
+inline int bitsPerCode(const Codec& codec) {
+    return codec.frameBits * codec.granule / codec.frameSamples;
+}
 
 /// All codecs, in the order of the registry.
 std::span<const Codec* const> allCodecs();

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+// Bit packing of frames: values go out with their most significant bit first.
+#pragma once
+
+#include "codecs/codec.h"
+
+namespace qolsc::tools {
+
+/// Appends the low `count` bits (0 to 32) of the value to the frame.
+inline void putBits(Frame& frame, std::uint32_t value, int count) {
+    for (int i = count - 1; i >= 0; --i) {
+        if (frame.bits % 8 == 0) {
+            frame.payload.push_back(0);
+        }
+        const unsigned bit = (value >> i) & 1u;
+        frame.payload.back() |= static_cast<std::uint8_t>(bit << (7 - frame.bits % 8));
+        ++frame.bits;
+    }
+}
+
+/// Takes `count` bits (0 to 32) from bit `position` on and moves the position; bits behind the
+/// frame's end are 0.
+inline std::uint32_t takeBits(const Frame& frame, int& position, int count) {
+    std::uint32_t value = 0;
+    for (int i = 0; i < count; ++i, ++position) {
+        value <<= 1;
+        if (position < frame.bits &&
+            static_cast<std::size_t>(position / 8) < frame.payload.size()) {
+            value |=
+                (frame.payload[static_cast<std::size_t>(position / 8)] >> (7 - position % 8)) & 1u;
+        }
+    }
+    return value;
+}
+
+/// Empties a frame for the next encode call.
+inline void clearFrame(Frame& frame) {
+    frame.payload.clear();
+    frame.bits = 0;
+    frame.mode = 0;
+    frame.kind = FrameKind::speech;
+}
+
+/// Turns a frame into one that never arrived: no bit of it is left, its size is.
+inline void eraseFrame(Frame& frame) {
+    frame.payload.assign(frame.payload.size(), 0);
+    frame.kind = FrameKind::lost;
+}
+
+} // namespace qolsc::tools
