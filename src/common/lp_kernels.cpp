@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: Apache-2.0
+// Lag window, Levinson-Durbin recursion and LSP conversions (G.729 3.2.1 to 3.2.4, TS 26.090 5.2).
+#include "common/lp_kernels.h"
+
+#include "numeric/helpers.h"
+#include "tables/lp.h"
+
+namespace qolsc {
+
+namespace {
+
+using namespace basop;
+
+constexpr int kMaxLevinsonOrder = 30;
+constexpr Qol32s kLeastConditioned = 0x10000; // below it the high word is empty
+constexpr Qol16s kLargestReflection = 32750;  // Q15; beyond it the filter counts as unstable
+
+/// Q31 quotient of a magnitude and a denominator by one Newton step. The denominator is normalised
+/// but for the first step of the recursion, where the approximation keeps 16 bits as they come.
+Qol32s divide(Qol32s magnitude, Qol32s denominator) {
+    const Dpf d = L_Extract(denominator);
+    const Qol16s q = wrap16(0x1FFF8000 / d.hi);
+    const Dpf e = L_Extract(L_sub(MAX_32, Mpy_32_16(d, q)));
+    return L_shl(Mpy_32(L_Extract(magnitude), L_Extract(Mpy_32_16(e, q))), 2);
+}
+
+/// -t/alpha for a positive alpha.
+Qol32s reflection(Qol32s t, Qol32s alpha) {
+    const Qol32s k = divide(L_abs(t), alpha);
+    return t > 0 ? L_negate(k) : k;
+}
+
+/// alpha (1 - k^2), normalised; the count of left shifts is added to *pExp.
+Qol32s reduceError(Qol32s alpha, Qol32s k, int* pExp) {
+    const Qol32s next = mul32Wrap(alpha, MAX_32 - L_abs(mul32Wrap(k, k)));
+    const int n = norm(next);
+    *pExp += n;
+    return L_shl(next, n);
+}
+
+} // namespace
+
+void ownLagWindow_32s_I(const Qol32s* pWindow, Qol32s* pSrcDst, int len) {
+    ownMul_32s16s(pSrcDst, pWindow, pSrcDst, len);
+}
+
+bool ownLevinsonDurbin_32s16s(const Qol32s* r, int order, Qol16s* a, Qol16s* rc,
+                              Qol16s* pResidualEnergy) {
+    if (L_abs(r[0]) < kLeastConditioned) {
+        return false;
+    }
+    Qol32s A[kMaxLevinsonOrder + 1], An[kMaxLevinsonOrder + 1]; // Q27
+    Qol16s refl[kMaxLevinsonOrder];
+    Qol32s k = reflection(r[1], r[0]);
+    refl[0] = extract_h(k);
+    A[1] = k >> 4;
+    int alphaExp = 0;
+    Qol32s alpha = reduceError(r[0], k, &alphaExp);
+
+    for (int i = 2; i <= order; ++i) {
+        if (L_abs(alpha) < kLeastConditioned) {
+            return false;
+        }
+        Qol32s t = 0;
+        for (int j = 1; j < i; ++j) {
+            t = wrapAdd32(t, mul32Wrap(r[j], A[i - j]));
+        }
+        t = wrapAdd32(wrapMul32(t, 16), r[i]);
+        k = L_shl(reflection(t, alpha), alphaExp);
+        refl[i - 1] = extract_h(k);
+        if (abs_s(refl[i - 1]) > kLargestReflection) {
+            return false;
+        }
+        for (int j = 1; j < i; ++j) {
+            An[j] = wrapAdd32(A[j], mul32Wrap(k, A[i - j]));
+        }
+        for (int j = 1; j < i; ++j) {
+            A[j] = An[j];
+        }
+        A[i] = k >> 4;
+        alpha = reduceError(alpha, k, &alphaExp);
+    }
+
+    a[0] = 4096;
+    for (int i = 1; i <= order; ++i) {
+        a[i] = scaleNear<Qol16s>(A[i], 15);
+    }
+    for (int i = 0; i < order; ++i) {
+        rc[i] = refl[i];
+    }
+    *pResidualEnergy = extract_l(alpha >> ((alphaExp + 16) & 31)); // count modulo 32, as it is told
+    return true;
+}
+
+// ---- LPC to LSP ----
+
+namespace {
+
+constexpr int kHalfOrder = kLpOrder / 2;
+
+/// Scaling of a sum or difference polynomial and of its evaluation.
+struct PolyScale {
+    int leading;   // f[0]
+    int lpcShift;  // sum of two LPC coefficients to f
+    int termShift; // f to the accumulator
+    int xShift;    // x to the accumulator
+    int outShift;  // accumulator to the 16-bit value
+};
+constexpr PolyScale kScaleQ11{2048, 1, 13, 10, 10};
+constexpr PolyScale kScaleHalf{1024, 2, 13, 9, 9};
+constexpr PolyScale kScaleAmr{1024, 2, 14, 10, 10};
+
+/// Sum (f1) and difference (f2) polynomials with the roots at z = -1 and z = 1 taken out. False
+/// when a term leaves 16 bits; the terms are saturated.
+bool buildPolynomials(const Qol16s* a, const PolyScale& s, Qol16s* f1, Qol16s* f2) {
+    bool fits = true;
+    f1[0] = f2[0] = static_cast<Qol16s>(s.leading);
+    for (int i = 0; i < kHalfOrder; ++i) {
+        const int sum = ((a[i + 1] + a[kLpOrder - i]) >> s.lpcShift) - f1[i];
+        const int difference = ((a[i + 1] - a[kLpOrder - i]) >> s.lpcShift) + f2[i];
+        f1[i + 1] = saturate16(sum);
+        f2[i + 1] = saturate16(difference);
+        fits = fits && f1[i + 1] == sum && f2[i + 1] == difference;
+    }
+    return fits;
+}
+
+/// Chebyshev series of f at x (Q15) by Clenshaw's recursion, in 32 bits that wrap.
+Qol16s ownChebyshev(const Qol16s* f, Qol16s x, const PolyScale& s) {
+    const auto mpy16 = [x](Qol32s b) { // Mpy_32_16 without saturation
+        return wrap32(2 * (Qol64s{b >> 16} * x + (((b >> 1 & 0x7FFF) * x) >> 15)));
+    };
+    Qol32s b2 = Qol32s{1} << (14 + s.xShift);
+    Qol32s b1 = wrap32((Qol64s{f[1]} << s.termShift) + (Qol64s{x} << s.xShift));
+    for (int i = 2; i < kHalfOrder; ++i) {
+        const Qol32s b0 = wrap32(2 * Qol64s{mpy16(b1)} - b2 + (Qol64s{f[i]} << s.termShift));
+        b2 = b1;
+        b1 = b0;
+    }
+    const Qol32s y = wrap32(Qol64s{mpy16(b1)} - b2 + (Qol64s{f[kHalfOrder]} << (s.termShift - 1)));
+    return saturate16(y >> s.outShift);
+}
+
+/// Root between two points by one linear step; x falls along the walk, so high is the point before.
+Qol16s interpolateRoot(Qol16s xLow, Qol16s yLow, Qol16s xHigh, Qol16s yHigh) {
+    const Qol16s d = sub(yHigh, yLow);
+    if (d == 0) {
+        return xLow;
+    }
+    const Qol16s magnitude = abs_s(d);
+    const int e = norm_s(magnitude);
+    const int q = 0x1FFF8000 / (magnitude << e);
+    Qol16s t = wrap16(((xHigh - xLow) * q) >> (19 - e));
+    if (d < 0) {
+        t = negate(t);
+    }
+    return wrap16(xLow - ((yLow * t) >> 10));
+}
+
+} // namespace
+
+int ownLPCToLSP_G729_16s(int gridSize, int bisections, LspGrid grid, const Qol16s* pSrcLpc,
+                         Qol16s* pDstLsp, int lpcQ) {
+    const Qol16s* x = grid == lspGrid60 ? tables::w_eval_60 : tables::w_eval_50;
+    Qol16s f[2][kHalfOrder + 1];
+    const PolyScale* s = lpcQ == 13 ? &kScaleAmr : &kScaleQ11;
+    if (!buildPolynomials(pSrcLpc, *s, f[0], f[1]) && lpcQ != 13) {
+        s = &kScaleHalf;
+        buildPolynomials(pSrcLpc, *s, f[0], f[1]);
+    }
+
+    int roots = 0;
+    Qol16s xLow = x[0];
+    Qol16s yLow = ownChebyshev(f[0], xLow, *s);
+    for (int k = 1; k <= gridSize && roots < kLpOrder; ++k) {
+        Qol16s xHigh = xLow, yHigh = yLow;
+        const Qol16s* poly = f[roots & 1];
+        xLow = x[k];
+        yLow = ownChebyshev(poly, xLow, *s);
+        if (yLow * yHigh > 0) {
+            continue;
+        }
+        for (int i = 0; i < bisections; ++i) {
+            const auto xMid = static_cast<Qol16s>((xLow >> 1) + (xHigh >> 1));
+            const Qol16s yMid = ownChebyshev(poly, xMid, *s);
+            if (yLow * yMid <= 0) {
+                xHigh = xMid;
+                yHigh = yMid;
+            } else {
+                xLow = xMid;
+                yLow = yMid;
+            }
+        }
+        xLow = pDstLsp[roots++] = interpolateRoot(xLow, yLow, xHigh, yHigh);
+        yLow = ownChebyshev(f[roots & 1], xLow, *s);
+    }
+    return roots;
+}
+
+QolStatus ownLSFToLSP_16s(const Qol16s* pSrcFreq, Qol16s* pDstLsp, const Qol16s* pSlope,
+                          int shift) {
+    for (int i = 0; i < kLpOrder; ++i) {
+        int index = pSrcFreq[i] >> 8;
+        if (index < 0) {
+            return qolStsLsfRangeErr;
+        }
+        index = index > 63 ? 63 : index;
+        const int offset = pSrcFreq[i] & 255;
+        pDstLsp[i] = wrap16(tables::cos15[index] + ((offset * pSlope[index]) >> shift));
+    }
+    return qolStsNoErr;
+}
+
+} // namespace qolsc
