@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+// Thresholds and the reciprocal with a floor, which two threads may share.
+#include "qolcore.h"
+#include "vector/map.h"
+#include "vector/vector.h"
+
+#include <omp.h>
+
+namespace qolsc {
+
+using namespace simd;
+
+namespace {
+
+constexpr int kThreadedFrom = 2048; // elements
+constexpr int kMostThreads = 2;
+
+f256 below(f256 x, f256 level) { return _mm256_cmp_ps(x, level, _CMP_LT_OQ); }
+f256 above(f256 x, f256 level) { return _mm256_cmp_ps(x, level, _CMP_GT_OQ); }
+d256 below(d256 x, d256 level) { return _mm256_cmp_pd(x, level, _CMP_LT_OQ); }
+d256 above(d256 x, d256 level) { return _mm256_cmp_pd(x, level, _CMP_GT_OQ); }
+f256 replace(f256 x, f256 mask, f256 value) { return _mm256_blendv_ps(x, value, mask); }
+d256 replace(d256 x, d256 mask, d256 value) { return _mm256_blendv_pd(x, value, mask); }
+
+/// Magnitudes below level become level with the sign of x.
+f256 floorMagnitude(f256 x, f256 level) {
+    const f256 sign = _mm256_and_ps(x, splatf(-0.0f));
+    const f256 magnitude = _mm256_xor_ps(x, sign);
+    return replace(x, below(magnitude, level), _mm256_or_ps(level, sign));
+}
+d256 floorMagnitude(d256 x, d256 level) {
+    const d256 sign = _mm256_and_pd(x, splatd(-0.0));
+    const d256 magnitude = _mm256_xor_pd(x, sign);
+    return replace(x, below(magnitude, level), _mm256_or_pd(level, sign));
+}
+
+/// Reciprocals of the elements raised to level; true when a zero was met (at level 0 only).
+bool ownqolsInvThresh_64f(const Qol64f* pSrc, Qol64f* pDst, int len, Qol64f level) {
+    const d256 floorLevel = splatd(level == 0 ? 0.0 : level); // a level of -0 must not set signs
+    d256 zeros = splatd(0);
+    const auto reciprocal = [&zeros, floorLevel](const Qol64f* p) {
+        const d256 x = floorMagnitude(loadd(p), floorLevel);
+        zeros = _mm256_or_pd(zeros, _mm256_cmp_pd(x, splatd(0), _CMP_EQ_OQ));
+        return _mm256_div_pd(splatd(1), x);
+    };
+    mapBlocks<4>(reciprocal, pDst, len, pSrc);
+    return _mm256_movemask_pd(zeros) != 0;
+}
+
+/// The same by a team of at most two threads on disjoint slices; returns how many met a zero.
+int ownqolsInvThresh_64f_omp(const Qol64f* pSrc, Qol64f* pDst, int len, Qol64f level) {
+    const int available = ownGetNumThreads();
+    if (available <= 1 || len < available) {
+        return ownqolsInvThresh_64f(pSrc, pDst, len, level) ? 1 : 0;
+    }
+    const int wanted = available < kMostThreads ? available : kMostThreads;
+    int teamSize = 1, chunk = 0, rest = 0, zeroCount = 0;
+#pragma omp parallel num_threads(wanted)
+    {
+#pragma omp master
+        {
+            teamSize = omp_get_num_threads();
+            chunk = len / teamSize;
+            rest = len % teamSize;
+        }
+#pragma omp barrier
+        const int thread = omp_get_thread_num();
+        const int count = chunk + (thread == teamSize - 1 ? rest : 0);
+        if (ownqolsInvThresh_64f(pSrc + thread * chunk, pDst + thread * chunk, count, level)) {
+#pragma omp atomic
+            ++zeroCount;
+        }
+    }
+    return zeroCount;
+}
+
+} // namespace
+
+QolStatus qolsThreshold_LTVal_32f(const Qol32f* pSrc, Qol32f* pDst, int len, Qol32f level,
+                                  Qol32f value) noexcept {
+    const f256 l = splatf(level), v = splatf(value);
+    return mapChecked<8>(
+        [=](const Qol32f* p) {
+            const f256 x = loadf(p);
+            return replace(x, below(x, l), v);
+        },
+        pDst, len, pSrc);
+}
+QolStatus qolsThreshold_GTVal_32f(const Qol32f* pSrc, Qol32f* pDst, int len, Qol32f level,
+                                  Qol32f value) noexcept {
+    const f256 l = splatf(level), v = splatf(value);
+    return mapChecked<8>(
+        [=](const Qol32f* p) {
+            const f256 x = loadf(p);
+            return replace(x, above(x, l), v);
+        },
+        pDst, len, pSrc);
+}
+QolStatus qolsThreshold_GTVal_64f(const Qol64f* pSrc, Qol64f* pDst, int len, Qol64f level,
+                                  Qol64f value) noexcept {
+    const d256 l = splatd(level), v = splatd(value);
+    return mapChecked<4>(
+        [=](const Qol64f* p) {
+            const d256 x = loadd(p);
+            return replace(x, above(x, l), v);
+        },
+        pDst, len, pSrc);
+}
+
+QolStatus qolsThreshold_LTValGTVal_32f(const Qol32f* pSrc, Qol32f* pDst, int len, Qol32f levelLT,
+                                       Qol32f valueLT, Qol32f levelGT, Qol32f valueGT) noexcept {
+    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
+        return status;
+    }
+    if (levelLT > levelGT) {
+        return qolStsThresholdErr;
+    }
+    const f256 ll = splatf(levelLT), lv = splatf(valueLT), gl = splatf(levelGT),
+               gv = splatf(valueGT);
+    mapBlocks<8>(
+        [=](const Qol32f* p) {
+            const f256 x = loadf(p);
+            return replace(replace(x, below(x, ll), lv), above(x, gl), gv);
+        },
+        pDst, len, pSrc);
+    return qolStsNoErr;
+}
+QolStatus qolsThreshold_LTValGTVal_64f(const Qol64f* pSrc, Qol64f* pDst, int len, Qol64f levelLT,
+                                       Qol64f valueLT, Qol64f levelGT, Qol64f valueGT) noexcept {
+    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
+        return status;
+    }
+    if (levelLT > levelGT) {
+        return qolStsThresholdErr;
+    }
+    const d256 ll = splatd(levelLT), lv = splatd(valueLT), gl = splatd(levelGT),
+               gv = splatd(valueGT);
+    mapBlocks<4>(
+        [=](const Qol64f* p) {
+            const d256 x = loadd(p);
+            return replace(replace(x, below(x, ll), lv), above(x, gl), gv);
+        },
+        pDst, len, pSrc);
+    return qolStsNoErr;
+}
+
+QolStatus qolsThreshold_LTAbs_32f(const Qol32f* pSrc, Qol32f* pDst, int len,
+                                  Qol32f level) noexcept {
+    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
+        return status;
+    }
+    if (level < 0) {
+        return qolStsThreshNegLevelErr;
+    }
+    const f256 l = splatf(level);
+    mapBlocks<8>([l](const Qol32f* p) { return floorMagnitude(loadf(p), l); }, pDst, len, pSrc);
+    return qolStsNoErr;
+}
+
+QolStatus qolsThreshold_LTInv_64f(const Qol64f* pSrc, Qol64f* pDst, int len,
+                                  Qol64f level) noexcept {
+    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
+        return status;
+    }
+    if (level < 0) {
+        return qolStsThreshNegLevelErr;
+    }
+    if (len < kThreadedFrom) {
+        return ownqolsInvThresh_64f(pSrc, pDst, len, level) ? qolStsSingularity : qolStsNoErr;
+    }
+    return ownqolsInvThresh_64f_omp(pSrc, pDst, len, level) ? qolStsDivByZero : qolStsNoErr;
+}
+
+} // namespace qolsc
