@@ -6,6 +6,7 @@ namespace qolsc::tools {
 
 // One declaration line and one list line per codec record.
 // ---- G.726 ----
+extern const Codec kG726_16, kG726_24, kG726_32, kG726_40;
 // ---- G.722 ----
 // ---- G.722.1 ----
 // ---- G.723.1 ----
@@ -18,6 +19,7 @@ namespace qolsc::tools {
 namespace {
 const Codec* const kCodecs[] = {
     // ---- G.726 ----
+    &kG726_16, &kG726_24, &kG726_32, &kG726_40,
     // ---- G.722 ----
     // ---- G.722.1 ----
     // ---- G.723.1 ----
