@@ -28,11 +28,6 @@ void _qolsCrossCorr_Norm_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, int len, 
 /// pSrc1.
 void ownConvPartial_NR_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, Qol16s* pDst, int len);
 
-/// pDst[n] = sum over k of pSrc1[k] pSrc2[n + bias - k], elements outside the sources counting as
-/// 0.
-void qolsConvBiased_32f(const Qol32f* pSrc1, int len1, const Qol32f* pSrc2, int len2, Qol32f* pDst,
-                        int lenDst, int bias);
-
 /// pDst[n] = sum over i of pSrc1[i] pSrc2[i + n + lowLag], elements outside the sources counting as
 /// 0.
 void qolsCrossCorr_32f(const Qol32f* pSrc1, int len1, const Qol32f* pSrc2, int len2, Qol32f* pDst,

@@ -112,30 +112,6 @@ QolStatus qolsConvPartial_NR_Low_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, Q
     return qolStsNoErr;
 }
 
-void qolsConvBiased_32f(const Qol32f* pSrc1, int len1, const Qol32f* pSrc2, int len2, Qol32f* pDst,
-                        int lenDst, int bias) {
-    using namespace simd;
-    for (int n = 0; n < lenDst;) {
-        const int at = n + bias, lo = std::max(0, at - len2 + 1), hi = std::min(len1 - 1, at);
-        // Eight outputs that see all taps, at once; the others one by one, each in the same order
-        // of taps.
-        if (n + 8 <= lenDst && at >= len1 - 1 && at + 7 < len2) {
-            f256 s = zerof();
-            for (int k = 0; k < len1; ++k) {
-                s = addf(s, mulf(splatf(pSrc1[k]), loadf(pSrc2 + at - k)));
-            }
-            storef(pDst + n, s);
-            n += 8;
-            continue;
-        }
-        Qol32f s = 0;
-        for (int k = lo; k <= hi; ++k) {
-            s += pSrc1[k] * pSrc2[at - k];
-        }
-        pDst[n++] = s;
-    }
-}
-
 void qolsCrossCorr_32f(const Qol32f* pSrc1, int len1, const Qol32f* pSrc2, int len2, Qol32f* pDst,
                        int lenDst, int lowLag) {
     using namespace simd;
