@@ -743,6 +743,334 @@ QolStatus qolsGainCodebookSearch_G729_32f(const Qol32f* pSrcGainCoeff, Qol32s* p
 QolStatus qolsGainCodebookSearch_G729D_32f(const Qol32f* pSrcGainCoeff, Qol32s* pSrcCand,
                                            Qol32s* pDstIdx, int tameProcess,
                                            Qol32f valGainCode0) QOL_NOEXCEPT;
+/* ---- Post-processing (§3.1, §4.2; Annexes A, D, E) ---- */
+
+/** Second-order high-pass filter of the coder's input (§3.1) and output (§4.2.5). Opaque, 24 bytes,
+ * no alignment. */
+typedef struct QolsHighPassState_G729 QolsHighPassState_G729;
+
+/** Size of a high-pass filter's state.
+ *  @param[out] pSize  24
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsHighPassFilterSize_G729(int* pSize) QOL_NOEXCEPT;
+
+/** Takes in the coefficients and clears the memories.
+ *  @param[in]  pCoeffs  6: a0 (not used), a1, a2 of the feedback (positive sign), b0, b1, b2; Q12
+ * for scaleFactor 12 of the run, with b halved (the coder's input filter); Q13 for 13 (the
+ * decoder's output filter)
+ *  @param[out] pState   24 bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsHighPassFilterInit_G729(const Qol16s* pCoeffs, Qol8u* pState) QOL_NOEXCEPT;
+
+/** y[n] = b0 x[n] + b1 x[n-1] + b2 x[n-2] + a1 y[n-1] + a2 y[n-2], past outputs in double
+ * precision; in place.
+ *  @param[in,out] pSrcDst      len samples
+ *  @param[in]     len          at least 1
+ *  @param[in]     scaleFactor  Q format of the coefficients, 12 or 13
+ *  @param[in,out] pState       24 bytes
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsBadArgErr: len below 1;
+ * qolStsScaleRangeErr: scaleFactor not 12 or 13 */
+QolStatus qolsHighPassFilter_G729_16s_ISfs(Qol16s* pSrcDst, int len, int scaleFactor,
+                                           Qol8u* pState) QOL_NOEXCEPT;
+
+/** Tenth-order pole-zero filter over 40 samples. Rounds once for each sample; the recursion feeds
+ * on the saturated output. For a bit-exact weighting filter of the coder run a residual and a
+ * synthesis filter instead, which round in between.
+ *  @param[in]     pCoeffs  22, Q12: b[0..10], then a[0..10] (a[0] is not used)
+ *  @param[in]     pSrc     40
+ *  @param[out]    pDst     40; may be pSrc
+ *  @param[in,out] pMem     20: the last 10 inputs, then the last 10 outputs, oldest first
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsIIR16s_G729_16s(const Qol16s* pCoeffs, const Qol16s* pSrc, Qol16s* pDst,
+                              Qol16s* pMem) QOL_NOEXCEPT;
+
+/** qolsIIR16s_G729_16s for signals far below overflow: the 32-bit sums include the rounding term
+ * and wrap.
+ *  @param[in]     pCoeffs  22, Q12
+ *  @param[in]     pSrc     40
+ *  @param[out]    pDst     40; may be pSrc
+ *  @param[in,out] pMem     20
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsIIR16sLow_G729_16s(const Qol16s* pCoeffs, const Qol16s* pSrc, Qol16s* pDst,
+                                 Qol16s* pMem) QOL_NOEXCEPT;
+
+/** LP residual: y[n] = sum of a[i] x[n-i], i = 0..10, rounded and saturated.
+ *  @param[in]  pSrc     40 samples, with 10 samples of history in front
+ *  @param[in]  pCoeffs  11, Q12
+ *  @param[out] pDst     40
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsResidualFilter_G729_16s(const Qol16s* pSrc, const Qol16s* pCoeffs,
+                                      Qol16s* pDst) QOL_NOEXCEPT;
+
+/** The same for any order (30 in Annex E's backward mode).
+ *  @param[in]  pCoeffs  order + 1, Q12
+ *  @param[in]  order    1..len
+ *  @param[in]  pSrc     len samples, with order samples of history in front
+ *  @param[out] pDst     len
+ *  @param[in]  len      at least 1
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsBadArgErr: order or len below 1, or
+ * order above len */
+QolStatus qolsResidualFilter_G729E_16s(const Qol16s* pCoeffs, int order, const Qol16s* pSrc,
+                                       Qol16s* pDst, int len) QOL_NOEXCEPT;
+
+/** LP synthesis: y[n] = a[0] x[n] - sum of a[i] y[n-i], i = 1..order, rounded and saturated.
+ * Nothing tells of a saturation.
+ *  @param[in]  pCoeffs  order + 1, Q12
+ *  @param[in]  order    at least 1
+ *  @param[in]  pSrc     len
+ *  @param[out] pDst     len; may be pSrc
+ *  @param[in]  len      at least 1
+ *  @param[in]  pMem     order past outputs, oldest first; not written
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsBadArgErr: order or len below 1 */
+QolStatus qolsSynthesisFilter_G729E_16s(const Qol16s* pCoeffs, int order, const Qol16s* pSrc,
+                                        Qol16s* pDst, int len, const Qol16s* pMem) QOL_NOEXCEPT;
+
+/** qolsSynthesisFilter_G729E_16s in place.
+ *  @param[in]     pCoeffs  order + 1, Q12
+ *  @param[in]     order    at least 1
+ *  @param[in,out] pSrcDst  len
+ *  @param[in]     len      at least 1
+ *  @param[in]     pMem     order past outputs, oldest first; not written
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsBadArgErr: order or len below 1 */
+QolStatus qolsSynthesisFilter_G729E_16s_I(const Qol16s* pCoeffs, int order, Qol16s* pSrcDst,
+                                          int len, const Qol16s* pMem) QOL_NOEXCEPT;
+
+/** LP synthesis in floating point (Annex C): y[n] = a[0] x[n] - sum of a[i] y[n-i].
+ *  @param[in]     pCoeffs  order + 1
+ *  @param[in]     order    1..30
+ *  @param[in]     pSrc     len
+ *  @param[out]    pDst     len; may be pSrc
+ *  @param[in]     len      1..640
+ *  @param[in,out] pMem     order past outputs, oldest first; takes the last ones
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsBadArgErr: len outside 1..640, or
+ * order outside 1..30 */
+QolStatus qolsSynthesisFilter_G729_32f(const Qol32f* pCoeffs, int order, const Qol32f* pSrc,
+                                       Qol32f* pDst, int len, Qol32f* pMem) QOL_NOEXCEPT;
+
+/** Long-term post-filter (§4.2.1): the delay is searched around valDelay in steps of 1/8 sample;
+ * the filter is passed over where the prediction gain is below 3 dB.
+ *  @param[in]  gammaFactor   strength of the filter, Q15, 0..16384 (0.5 but in Annex E)
+ *  @param[in]  valDelay      integer part of the received lag, 18..143
+ *  @param[in]  pSrcResidual  40 samples of the residual, with 152 samples of history in front
+ *  @param[out] pDst          40
+ *  @param[out] pResultDelay  delay that was used, rounded up; 0: none, and pDst is the residual
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsSizeErr: valDelay or gammaFactor
+ * outside the ranges */
+QolStatus qolsLongTermPostFilter_G729_16s(Qol16s gammaFactor, int valDelay,
+                                          const Qol16s* pSrcResidual, Qol16s* pDst,
+                                          Qol16s* pResultDelay) QOL_NOEXCEPT;
+
+/** Long-term post-filter of Annex A (§A.4.2.1): residual by the weighted LP filter, then one tap at
+ * the best integer lag of valDelay - 3..valDelay + 3.
+ *  @param[in]     valDelay         received lag, 18..145
+ *  @param[in]     pSrcSpch         40 samples of synthesised speech, with 10 samples of history in
+ * front
+ *  @param[in]     pSrcLPC          11, Q12, A(z/0.55)
+ *  @param[in,out] pSrcDstResidual  194: 154 samples of past residual, then room for the new one;
+ * the caller moves the history
+ *  @param[out]    pDst             40
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsSizeErr: valDelay outside 18..145 */
+QolStatus qolsLongTermPostFilter_G729A_16s(Qol16s valDelay, const Qol16s* pSrcSpch,
+                                           const Qol16s* pSrcLPC, Qol16s* pSrcDstResidual,
+                                           Qol16s* pDst) QOL_NOEXCEPT;
+
+/** Residual by A(z/0.55), then the long-term post-filter of the main body in speech frames; other
+ * frames pass unfiltered.
+ *  @param[in]     valDelay         integer part of the received lag, 0..143; at least 18 in speech
+ * frames
+ *  @param[in]     pSrcSpch         40 samples of synthesised speech, with 10 samples of history in
+ * front
+ *  @param[in]     pSrcLPC          11, Q12, not weighted
+ *  @param[in,out] pSrcDstResidual  194: 154 samples of past residual, then room for the new one;
+ * the caller moves the history
+ *  @param[out]    pDst             40
+ *  @param[out]    pResultVoice     1 when the filter was used, else 0
+ *  @param[in]     frameType        0 untransmitted, 1 speech, 2 SID
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsSizeErr: valDelay above 143 or
+ * frameType above 2, both taken as unsigned; also for valDelay below 18 in a speech frame, when
+ * only the residual was written */
+QolStatus qolsLongTermPostFilter_G729B_16s(Qol16s valDelay, const Qol16s* pSrcSpch,
+                                           const Qol16s* pSrcLPC, Qol16s* pSrcDstResidual,
+                                           Qol16s* pDst, Qol16s* pResultVoice,
+                                           Qol16s frameType) QOL_NOEXCEPT;
+
+/** Short-term post-filter (§4.2.2): A(z/0.55)/A(z/0.7), of which the numerator acted in the
+ * residual: gain, then 1/A(z/0.7).
+ *  @param[in]     pSrcLPC              11, Q12, not weighted
+ *  @param[in]     pSrcFltResidual      40, output of the long-term post-filter
+ *  @param[in,out] pSrcDstSpch          40, output; the 10 samples in front are the last outputs and
+ * are only read
+ *  @param[out]    pDstImpulseResponse  20, Q12, impulse response of A(z/0.55)/A(z/0.7)
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsShortTermPostFilter_G729_16s(const Qol16s* pSrcLPC, const Qol16s* pSrcFltResidual,
+                                           Qol16s* pSrcDstSpch,
+                                           Qol16s* pDstImpulseResponse) QOL_NOEXCEPT;
+
+/** Tilt compensation (§4.2.3) with the first reflection coefficient of the impulse response.
+ *  @param[in]     pSrcImpulseResponse  20, Q12, of qolsShortTermPostFilter_G729_16s
+ *  @param[in,out] pSrcDst              40; the sample in front is the last input of the call before
+ * and is only read
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsTiltCompensation_G729_16s(const Qol16s* pSrcImpulseResponse,
+                                        Qol16s* pSrcDst) QOL_NOEXCEPT;
+
+/** Tilt filter with a given reflection coefficient: (1 + mu z^-1) / (1 - |mu|), mu = 0.9 val for
+ * val of 0 or less, else 0.2 val.
+ *  @param[in]  val   reflection coefficient, Q15
+ *  @param[in]  pSrc  41: the sample before, then 40
+ *  @param[out] pDst  40; not inside pSrc
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsTiltCompensation_G729E_16s(Qol16s val, const Qol16s* pSrc, Qol16s* pDst) QOL_NOEXCEPT;
+
+/** Tilt compensation of Annex A (§A.4.2.3), a pre-emphasis by 0.8 of the first reflection
+ * coefficient.
+ *  @param[in]     pSrcLPC             22, Q12: A(z/0.55), then A(z/0.7), 11 each
+ *  @param[in,out] pSrcDstFltResidual  40; the sample in front is the memory: read, and takes the
+ * last input
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsTiltCompensation_G729A_16s(const Qol16s* pSrcLPC,
+                                         Qol16s* pSrcDstFltResidual) QOL_NOEXCEPT;
+
+/** Adaptive gain control (§4.2.4): follows the ratio of the sums of magnitudes with a factor of
+ * 0.9875 a sample.
+ *  @param[in]     pSrc     40, the signal before the post-filter
+ *  @param[in,out] pSrcDst  40, the post-filtered signal
+ *  @param[in,out] pGain    gain of the last sample, Q14; 16384 at the start. A silent pSrcDst sets
+ * 0.
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsGainControl_G729_16s_I(const Qol16s* pSrc, Qol16s* pSrcDst,
+                                     Qol16s* pGain) QOL_NOEXCEPT;
+
+/** Adaptive gain control of Annex A (§A.4.2.4): square root of the ratio of energies, factor 0.9.
+ *  @param[in]     pSrc     40, the signal before the post-filter
+ *  @param[in,out] pSrcDst  40, the post-filtered signal
+ *  @param[in,out] pGain    gain of the last sample, Q12, taken as unsigned; 4096 at the start. A
+ * silent pSrcDst sets 0.
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsGainControl_G729A_16s_I(const Qol16s* pSrc, Qol16s* pSrcDst,
+                                      Qol16s* pGain) QOL_NOEXCEPT;
+
+/** Gain control in floating point: for each of 40 samples g = valGain g + (1 - valGain)
+ * valGainFactor, then y = g x. Against the recursion in double precision the relative error of g is
+ * below 4e-6 for valGain in 0..1.
+ *  @param[in]     valGainFactor  gain that is approached
+ *  @param[in]     valGain        factor of the recursion, 0..1
+ *  @param[in,out] pSrcDst        40
+ *  @param[in,out] pGainMem       g of the last sample
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsGainControl_G729_32f_I(Qol32f valGainFactor, Qol32f valGain, Qol32f* pSrcDst,
+                                     Qol32f* pGainMem) QOL_NOEXCEPT;
+
+/** Pre-emphasis: y[n] = x[n] - val x[n-1], the product truncated, the difference saturated; in
+ * place.
+ *  @param[in]     val      Q15
+ *  @param[in,out] pSrcDst  len
+ *  @param[in]     len      at least 1
+ *  @param[in,out] pMem     the sample before; takes the last input
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsBadArgErr: len below 1 */
+QolStatus qolsPreemphasize_G729A_16s_I(Qol16s val, Qol16s* pSrcDst, int len,
+                                       Qol16s* pMem) QOL_NOEXCEPT;
+
+/** qolsPreemphasize_G729A_16s_I from one vector to another.
+ *  @param[in]     val   Q15
+ *  @param[in]     pSrc  len
+ *  @param[out]    pDst  len
+ *  @param[in]     len   at least 1
+ *  @param[in,out] pMem  the sample before; takes the last input
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsBadArgErr: len below 1 */
+QolStatus qolsPreemphasize_G729A_16s(Qol16s val, const Qol16s* pSrc, Qol16s* pDst, int len,
+                                     Qol16s* pMem) QOL_NOEXCEPT;
+
+/** State of the phase dispersion of Annex D. Opaque, 20 bytes, no alignment. */
+typedef struct QolsPhaseDispersionState_G729D QolsPhaseDispersionState_G729D;
+
+/** Size of the phase dispersion's state.
+ *  @param[out] pSize  20
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsPhaseDispersionGetStateSize_G729D_16s(int* pSize) QOL_NOEXCEPT;
+
+/** Clears the state.
+ *  @param[out] pState  20 bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsPhaseDispersionInit_G729D_16s(Qol8u* pState) QOL_NOEXCEPT;
+
+/** Keeps the state up to date in subframes that are not dispersed. The gains stand in another order
+ * than in the run.
+ *  @param[in]     valPitchGain  Q14
+ *  @param[in]     valFixedGain  Q1
+ *  @param[in,out] pState        20 bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsPhaseDispersionUpdate_G729D_16s(Qol16s valPitchGain, Qol16s valFixedGain,
+                                              Qol8u* pState) QOL_NOEXCEPT;
+
+/** Disperses the pulses of the innovation by a circular convolution whose strength follows the
+ * gains (§D.6.2).
+ *  @param[in]     pSrcExcSignal      40, the whole excitation
+ *  @param[out]    pDstFltExcSignal   40, the excitation with the dispersed innovation in place of
+ * the plain one; may be pSrcExcSignal
+ *  @param[in]     valFixedGain       Q1
+ *  @param[in]     valPitchGain       Q14
+ *  @param[in,out] pSrcDstInnovation  40, Q13: pulses in, dispersed innovation out
+ *  @param[in,out] pState             20 bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsPhaseDispersion_G729D_16s(const Qol16s* pSrcExcSignal, Qol16s* pDstFltExcSignal,
+                                        Qol16s valFixedGain, Qol16s valPitchGain,
+                                        Qol16s* pSrcDstInnovation, Qol8u* pState) QOL_NOEXCEPT;
+
+/* ---- Annex B comfort noise, Annex E backward analysis ---- */
+
+/** Recursive part of the hybrid window's autocorrelation (Annex E). Opaque, 124 bytes in both
+ * forms, no alignment. */
+typedef struct QolsWinHybridState_G729E QolsWinHybridState_G729E;
+
+/** Size of the hybrid window's state.
+ *  @param[out] pSize  124
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsWinHybridGetStateSize_G729E_16s(int* pSize) QOL_NOEXCEPT;
+
+/** Size of the float form's state.
+ *  @param[out] pSize  124
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsWinHybridGetStateSize_G729E_32f(int* pSize) QOL_NOEXCEPT;
+
+/** Clears the state.
+ *  @param[out] pState  124 bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsWinHybridInit_G729E_16s(Qol8u* pState) QOL_NOEXCEPT;
+
+/** Clears the float form's state.
+ *  @param[out] pState  124 bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsWinHybridInit_G729E_32f(Qol8u* pState) QOL_NOEXCEPT;
+
+/** Autocorrelation of order 30 of past synthesised speech under the hybrid window, once a frame.
+ *  @param[in]     pSrc    the last 145 samples, oldest first
+ *  @param[out]    pDst    31 lags, at most 0x3FFFFFFF
+ *  @param[in,out] pState  124 bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsWinHybrid_G729E_16s32s(const Qol16s* pSrc, Qol32s* pDst, Qol8u* pState) QOL_NOEXCEPT;
+
+/** qolsWinHybrid_G729E_16s32s in floating point, without a limit.
+ *  @param[in]     pSrc    the last 145 samples, oldest first
+ *  @param[out]    pDst    31 lags
+ *  @param[in,out] pState  124 bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsWinHybrid_G729E_32f(const Qol32f* pSrc, Qol32f* pDst, Qol8u* pState) QOL_NOEXCEPT;
+
+/** Gaussian noise of comfort-noise frames (§B.4.4): each sample is the sum of twelve uniform
+ * numbers, shifted right by 7.
+ *  @param[in,out] pSeed  seed of the generator
+ *  @param[out]    pDst   len
+ *  @param[in]     len    at least 1
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsBadArgErr: len below 1 */
+QolStatus qolsRandomNoiseExcitation_G729B_16s(Qol16s* pSeed, Qol16s* pDst, int len) QOL_NOEXCEPT;
+
+/** The same sums as floats, each divided by 512 (not 128).
+ *  @param[in,out] pSeed  seed of the generator
+ *  @param[out]    pDst   len
+ *  @param[in]     len    at least 1
+ *  @return qolStsNoErr; in this order: qolStsNullPtrErr; qolStsBadArgErr: len below 1 */
+QolStatus qolsRandomNoiseExcitation_G729B_16s32f(Qol16s* pSeed, Qol32f* pDst, int len) QOL_NOEXCEPT;
 
 #ifdef __cplusplus
 }
