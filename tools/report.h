@@ -42,7 +42,7 @@ void addWaveform(Page& page, const std::string& title, std::span<const std::int1
                  int rate);
 /// Time, frequency, power; the colours span the 80 dB below topDb (see powerSpectra).
 void addSpectrogram(Page& page, const std::string& title, std::span<const std::int16_t> samples,
-                    int rate, double topDb = 75);
+                    int rate, double topDb = 85);
 /// A player of the samples, or of their first two minutes.
 void addPlayer(Page& page, const std::string& title, std::span<const std::int16_t> samples,
                int rate);
