@@ -27,12 +27,12 @@ struct PulseSet {
 /// Kind of search by rate.
 enum class Codebook { pulses2of9, pulses2of11, pulses3, pulses4, pulses8, pulses10 };
 constexpr Codebook codebookOf(Qol32s rate) {
-    return rate <= kRate515    ? Codebook::pulses2of9
-           : rate == kRate59   ? Codebook::pulses2of11
-           : rate == kRate67   ? Codebook::pulses3
-           : rate <= kRate795  ? Codebook::pulses4
-           : rate == kRate102  ? Codebook::pulses8
-                               : Codebook::pulses10;
+    return rate <= kRate515   ? Codebook::pulses2of9
+           : rate == kRate59  ? Codebook::pulses2of11
+           : rate == kRate67  ? Codebook::pulses3
+           : rate <= kRate795 ? Codebook::pulses4
+           : rate == kRate102 ? Codebook::pulses8
+                              : Codebook::pulses10;
 }
 constexpr int pulseCount(Codebook book) {
     constexpr int counts[] = {2, 2, 3, 4, 8, 10};

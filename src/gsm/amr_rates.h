@@ -6,10 +6,10 @@
 
 namespace qolsc::amr {
 
-inline constexpr int kOrder = 10;     ///< of the linear prediction
-inline constexpr int kSubframe = 40;  ///< samples
-inline constexpr int kMaxLag = 143;   ///< of the pitch
-inline constexpr int kExcPast = 154;  ///< samples in front of the subframe in an excitation buffer
+inline constexpr int kOrder = 10;    ///< of the linear prediction
+inline constexpr int kSubframe = 40; ///< samples
+inline constexpr int kMaxLag = 143;  ///< of the pitch
+inline constexpr int kExcPast = 154; ///< samples in front of the subframe in an excitation buffer
 
 /// The plain numbers of the interface.
 enum Rate : Qol32s {
