@@ -28,11 +28,6 @@ void _qolsCrossCorr_Norm_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, int len, 
 /// pSrc1.
 void ownConvPartial_NR_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, Qol16s* pDst, int len);
 
-/// pDst[n] = sum over i of pSrc1[i] pSrc2[i + n + lowLag], elements outside the sources counting as
-/// 0.
-void qolsCrossCorr_32f(const Qol32f* pSrc1, int len1, const Qol32f* pSrc2, int len2, Qol32f* pDst,
-                       int lenDst, int lowLag);
-
 /// 1/A(z) of order 10: y[n] = (a[0] x[n] + 2^(s-1) - sum of a[k] y[n-k]) >> s, s 12 or 13. pMem:
 /// the 10 outputs before, oldest first, or null for none. pDst may be pSrc. The NoOvf forms keep
 /// the low 16 bits; the other one saturates and returns true when it had to.

@@ -112,26 +112,4 @@ QolStatus qolsConvPartial_NR_Low_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, Q
     return qolStsNoErr;
 }
 
-void qolsCrossCorr_32f(const Qol32f* pSrc1, int len1, const Qol32f* pSrc2, int len2, Qol32f* pDst,
-                       int lenDst, int lowLag) {
-    using namespace simd;
-    for (int n = 0; n < lenDst;) {
-        const int lag = n + lowLag, lo = std::max(0, -lag), hi = std::min(len1, len2 - lag);
-        if (n + 8 <= lenDst && lag >= 0 && lag + 7 + len1 <= len2) {
-            f256 s = zerof();
-            for (int i = 0; i < len1; ++i) {
-                s = addf(s, mulf(splatf(pSrc1[i]), loadf(pSrc2 + lag + i)));
-            }
-            storef(pDst + n, s);
-            n += 8;
-            continue;
-        }
-        Qol32f s = 0;
-        for (int i = lo; i < hi; ++i) {
-            s += pSrc1[i] * pSrc2[i + lag];
-        }
-        pDst[n++] = s;
-    }
-}
-
 } // namespace qolsc
