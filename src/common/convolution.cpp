@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Convolution truncated to the block (ITU-T G.729 §3.7, TS 26.090 §5.6) and float correlation and
-// convolution.
+// Convolution truncated to the block (ITU-T G.729 §3.7, TS 26.090 §5.6).
 #include "common/common.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
