@@ -36,12 +36,6 @@ extern const Qol16s wetrm1Tbl[80];
 /// Its imaginary part, Q14.
 extern const Qol16s wetim1Tbl[80];
 
-/// Input of the 80-point transform as 5 rows of 16: element (p, q) is point (16 p + 65 q) mod 80.
-extern const Qol16s tfr_map_in[80];
-
-/// Its output: element (p, q) is bin (16 p + 5 q) mod 80.
-extern const Qol16s tfr_map_out[80];
-
 /// Leaders usable by rate index, dimension 8.
 extern const Qol16s NbLeadpRat8Tbl[8];
 
