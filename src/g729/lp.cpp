@@ -1,16 +1,39 @@
 // SPDX-License-Identifier: Apache-2.0
-// LP analysis of G.729 in fixed point: lag window and recursion (3.2.1, 3.2.2, Annex B).
+// LP analysis of G.729 in fixed point: autocorrelation, lag window and recursion (3.2.1, 3.2.2,
+// Annex B).
 #include "tables/lp.h"
 #include "common/lp_kernels.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
+#include "tables/g729_lp.h"
 
 namespace qolsc {
 
 namespace {
+constexpr int kAnalysisWindow = 240;
 constexpr int kMaxWindowedLags = 12;
+constexpr int kLags = kMaxWindowedLags + 1;
 constexpr int kMaxOrder = 30;
 } // namespace
+
+QolStatus qolsAutoCorr_G729B(const Qol16s* pSrc, Qol16s* pNorm, Qol32s* pDst) noexcept {
+    if (anyNull(pSrc, pNorm, pDst)) {
+        return qolStsNullPtrErr;
+    }
+    Qol16s windowed[kAnalysisWindow];
+    qolsc::qolsMul_NR_16s_Sfs(pSrc, tables::g729::hamwindow, windowed, kAnalysisWindow, 15);
+    int compensation = 1;
+    Qol32s norm = 0;
+    while (qolsc::qolsAutoCorr_NormE_16s32s(windowed, kAnalysisWindow, pDst, kLags, &norm) !=
+           qolStsNoErr) {
+        for (Qol16s& x : windowed) { // a quarter of the amplitude, four bits of the energy
+            x = static_cast<Qol16s>(x >> 2);
+        }
+        compensation += 4;
+    }
+    *pNorm = static_cast<Qol16s>(compensation - norm);
+    return qolStsNoErr;
+}
 
 QolStatus qolsLagWindow_G729_32s_I(Qol32s* pSrcDst, int len) noexcept {
     if (anyNull(pSrcDst)) {

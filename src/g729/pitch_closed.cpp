@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: Apache-2.0
+// Closed-loop pitch searches of G.729: main body (3.7), Annex A (A.3.7) and Annex D (D.5.4).
+#include "common/kernels.h"
+#include "entry/checks.h"
+#include "entry/entries.h"
+#include "g729/pitch.h"
+#include "numeric/helpers.h"
+#include "tables/g729_pitch.h"
+
+#include <algorithm>
+
+namespace qolsc {
+
+namespace {
+
+constexpr int kMargin = 4; // lags on either side that the interpolation needs
+constexpr int kLongestWhole = 84;
+constexpr int kMostLags = 10 + 2 * kMargin;
+
+/// Window of integer lags.
+struct Window {
+    int low, high;
+};
+
+Window windowOf(int openDelay, int subFrame) {
+    const int back = subFrame == 0 ? 3 : 5, width = subFrame == 0 ? 6 : 9;
+    const int low = std::min(std::max(openDelay - back, kMinLag), kMaxLag - width);
+    return {low, low + width};
+}
+
+bool isOutOfRange(int openDelay, int subFrame) {
+    return openDelay < 18 || openDelay >= 146 || subFrame < 0 || subFrame > 1;
+}
+
+/// Filtered excitation of the next lag, y, from that of the last: shifted by one, plus the sample s
+/// times h, shifted right, in 16 bits that wrap. Shift is 12, or 14 for a y at a quarter.
+template <int Shift>
+void ownFilteredExcitation_G729_16s(const Qol16s* h, Qol16s s, Qol16s* y) {
+    using namespace simd;
+    const i128 sample = splat16(s);
+    for (int i = kSubframe - 8; i >= 0; i -= 8) {
+        const i128 taps = load(h + i);
+        const i128 product =
+            _mm_or_si128(_mm_srli_epi16(_mm_mullo_epi16(taps, sample), Shift),
+                         _mm_slli_epi16(_mm_mulhi_epi16(taps, sample), 16 - Shift));
+        const i128 before = i > 0 ? load(y + i - 1) : _mm_slli_si128(load(y), 2);
+        store(y + i, _mm_add_epi16(before, product));
+    }
+    y[0] = static_cast<Qol16s>(s >> (Shift - 12));
+}
+
+/// Correlation of target and filtered excitation over the root of its energy, for the lags low to
+/// high; value[k] belongs to low + k.
+template <int Shift>
+void normalisedCorrelations(const Qol16s* exc, const Qol16s* target, const Qol16s* h, Qol16s* y,
+                            int low, int high, Qol16s* value) {
+    Qol32s energy[kMostLags], correlation[kMostLags];
+    const int count = high - low + 1;
+    for (int k = 0; k < count; ++k) {
+        energy[k] = basop::L_shl(dotWrap(y, y, kSubframe), 1);
+        correlation[k] = dotWrap(target, y, kSubframe);
+        if (k + 1 < count) {
+            ownFilteredExcitation_G729_16s<Shift>(h, exc[-(low + k + 1)], y);
+        }
+    }
+    qolsc::qolsInvSqrt_32s_I(energy, count);
+    for (int k = 0; k < count; ++k) {
+        // The correlation counts doubled: its upper word keeps 16 bits.
+        const Qol32s ch = wrap16(correlation[k] >> 15), cl = correlation[k] & 0x7FFF;
+        const Qol32s eh = energy[k] >> 16, el = energy[k] >> 1 & 0x7FFF;
+        value[k] = wrap16(2 * (Qol64s{ch} * eh + ((ch * el) >> 15) + ((eh * cl) >> 15)));
+    }
+}
+
+void _qolsMeanSquareWeightedError_16s(const Qol16s* exc, const Qol16s* target, const Qol16s* h,
+                                      int low, int high, Qol16s* value) {
+    alignas(16) Qol16s y[kSubframe];
+    qolsc::qolsConvPartial_16s_Sfs(exc - low, h, y, kSubframe, 12);
+    if (energyExact(y, kSubframe) <= 0x2000000) {
+        normalisedCorrelations<12>(exc, target, h, y, low, high, value);
+        return;
+    }
+    for (Qol16s& v : y) {
+        v = static_cast<Qol16s>(v >> 2);
+    }
+    normalisedCorrelations<14>(exc, target, h, y, low, high, value);
+}
+
+/// Value between the lags at fraction thirds from x.
+Qol16s ownInterpol_3(const Qol16s* x, int fraction) {
+    using tables::g729::inter_3;
+    if (fraction < 0) {
+        fraction += 3;
+        --x;
+    }
+    Qol32s s = 0;
+    for (int k = 0; k < 4; ++k) {
+        s += x[-k] * inter_3[fraction + 3 * k] + x[1 + k] * inter_3[3 - fraction + 3 * k];
+    }
+    return wrap16((s + 0x4000) >> 15);
+}
+
+/// Lag of the largest value in the window; the larger lag wins ties.
+int wholeLag(const Qol16s* value, Window w) {
+    int best = w.low;
+    for (int lag = w.low + 1; lag <= w.high; ++lag) {
+        if (value[lag - w.low] >= value[best - w.low]) {
+            best = lag;
+        }
+    }
+    return best;
+}
+
+/// Best of the fractions from..to around a lag, the first of equals; thirds beyond 1 belong to the
+/// neighbouring lag.
+void bestFraction(const Qol16s* x, int lag, int from, int to, Qol16s* pDelay) {
+    int best = from;
+    Qol16s most = ownInterpol_3(x, from);
+    for (int f = from + 1; f <= to; ++f) {
+        const Qol16s v = ownInterpol_3(x, f);
+        if (v > most) {
+            most = v;
+            best = f;
+        }
+    }
+    const int step = best < -1 ? -1 : best > 1 ? 1 : 0;
+    pDelay[0] = static_cast<Qol16s>(lag + step);
+    pDelay[1] = static_cast<Qol16s>(best - 3 * step);
+}
+
+/// Dot product of two subframes, saturated to 32 bits.
+Qol32s dotSaturated(const Qol16s* a, const Qol16s* b) {
+    return saturate32(dotExact(a, b, kSubframe));
+}
+
+} // namespace
+
+QolStatus qolsAdaptiveCodebookSearch_G729_16s(int valOpenDelay, const Qol16s* pSrcAdptTarget,
+                                              const Qol16s* pSrcImpulseResponse, Qol16s* pSrcDstExc,
+                                              Qol16s* pDstDelay, Qol16s* pDstAdptVector,
+                                              Qol16s subFrame) noexcept {
+    if (anyNull(pSrcAdptTarget, pSrcImpulseResponse, pSrcDstExc, pDstDelay, pDstAdptVector)) {
+        return qolStsNullPtrErr;
+    }
+    if (isOutOfRange(valOpenDelay, subFrame)) {
+        return qolStsSizeErr;
+    }
+    const Window w = windowOf(valOpenDelay, subFrame);
+    Qol16s value[kMostLags];
+    _qolsMeanSquareWeightedError_16s(pSrcDstExc + kPastExcitation, pSrcAdptTarget,
+                                     pSrcImpulseResponse, w.low - kMargin, w.high + kMargin, value);
+    const int lag = wholeLag(value + kMargin, w);
+    if (subFrame == 0 && lag > kLongestWhole) {
+        pDstDelay[0] = static_cast<Qol16s>(lag);
+        pDstDelay[1] = 0;
+    } else {
+        bestFraction(value + kMargin + (lag - w.low), lag, -2, 2, pDstDelay);
+    }
+    return qolsc::qolsDecodeAdaptiveVector_G729_16s(pDstDelay, pSrcDstExc, pDstAdptVector);
+}
+
+QolStatus qolsAdaptiveCodebookSearch_G729A_16s(int valOpenDelay, const Qol16s* pSrcAdptTarget,
+                                               const Qol16s* pSrcImpulseResponse,
+                                               Qol16s* pSrcDstExc, Qol16s* pDstDelay,
+                                               Qol16s* pDstAdptVector, Qol16s subFrame) noexcept {
+    if (anyNull(pSrcAdptTarget, pSrcImpulseResponse, pSrcDstExc, pDstDelay, pDstAdptVector)) {
+        return qolStsNullPtrErr;
+    }
+    if (isOutOfRange(valOpenDelay, subFrame)) {
+        return qolStsSizeErr;
+    }
+    const Window w = windowOf(valOpenDelay, subFrame);
+    Qol16s* exc = pSrcDstExc + kPastExcitation;
+    Qol16s d[kSubframe]; // target filtered backward
+    qolsc::qolsCrossCorr_NormM_16s(pSrcImpulseResponse, pSrcAdptTarget, kSubframe, d);
+
+    Qol32s sums[kMostLags]; // falling lags
+    corrLags(d, exc - w.high, kSubframe, sums, w.high - w.low + 1);
+    int lag = w.low;
+    for (int t = w.low + 1; t <= w.high; ++t) {
+        if (sums[w.high - t] > sums[w.high - lag]) {
+            lag = t;
+        }
+    }
+
+    ownAdaptiveCodebookVector_G729_16s(exc, lag, 0);
+    std::copy_n(exc, kSubframe, pDstAdptVector);
+    int best = 0;
+    if (subFrame != 0 || lag <= kLongestWhole) {
+        Qol32s most = dotSaturated(d, exc);
+        for (const int fraction : {-1, 1}) {
+            ownAdaptiveCodebookVector_G729_16s(exc, lag, fraction);
+            const Qol32s c = dotSaturated(d, exc);
+            if (c > most) {
+                most = c;
+                best = fraction;
+                std::copy_n(exc, kSubframe, pDstAdptVector);
+            }
+        }
+        std::copy_n(pDstAdptVector, kSubframe, exc);
+    }
+    pDstDelay[0] = static_cast<Qol16s>(lag);
+    pDstDelay[1] = static_cast<Qol16s>(best);
+    return qolStsNoErr;
+}
+
+QolStatus qolsAdaptiveCodebookSearch_G729D_16s(int valOpenDelay, const Qol16s* pSrcAdptTarget,
+                                               const Qol16s* pSrcImpulseResponse,
+                                               const Qol16s* pSrcExc, Qol16s subFrame,
+                                               Qol16s* pDstDelay) noexcept {
+    if (anyNull(pSrcAdptTarget, pSrcImpulseResponse, pSrcExc, pDstDelay)) {
+        return qolStsNullPtrErr;
+    }
+    if (isOutOfRange(valOpenDelay, subFrame)) {
+        return qolStsSizeErr;
+    }
+    const Window w = windowOf(valOpenDelay, subFrame);
+    Qol16s value[kMostLags];
+    _qolsMeanSquareWeightedError_16s(pSrcExc + kPastExcitation, pSrcAdptTarget, pSrcImpulseResponse,
+                                     w.low - kMargin, w.high + kMargin, value);
+    const int lag = wholeLag(value + kMargin, w);
+    int from = 0, to = 0;
+    const int below = w.high - lag;
+    if (subFrame == 0) {
+        from = lag > kLongestWhole ? 0 : -2;
+        to = -from;
+    } else if (below >= 3 && below <= 6) { // thirds in the middle of the window only
+        from = below == 6 ? 0 : -2;
+        to = below == 3 ? 0 : 2;
+    }
+    bestFraction(value + kMargin + (lag - w.low), lag, from, to, pDstDelay);
+    return qolStsNoErr;
+}
+
+} // namespace qolsc
