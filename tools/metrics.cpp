@@ -14,6 +14,7 @@ namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 constexpr double kSilence = 32768.0 * 32768.0 * 1e-6; // mean square at -60 dB of full scale
+constexpr float kSpectralRange = 50; // dB below a window's loudest bin that still count
 constexpr double kSnrLeast = -10;
 constexpr double kSnrMost = 35;
 
@@ -90,9 +91,12 @@ double spectralDistance(std::span<const std::int16_t> original,
         if (energies(used, used).signal < kSilence * static_cast<double>(used.size())) {
             continue;
         }
+        const auto* first = a.db.data() + w * bins;
+        const float floor = *std::max_element(first, first + bins) - kSpectralRange;
         double sum = 0;
         for (std::size_t k = w * bins; k < (w + 1) * bins; ++k) {
-            sum += double{1} * (a.db[k] - b.db[k]) * (a.db[k] - b.db[k]);
+            const double d = double{std::max(a.db[k], floor)} - std::max(b.db[k], floor);
+            sum += d * d;
         }
         distances.push_back(std::sqrt(sum / static_cast<double>(bins)));
     }

@@ -28,7 +28,8 @@ std::vector<double> segmentSnr(std::span<const std::int16_t> original,
 struct Quality {
     double segmentalSnr;        ///< dB, mean of segmentSnr over the blocks that aren't silent
     double snr;                 ///< dB, over the whole signal
-    double logSpectralDistance; ///< dB, mean over windows that aren't silent
+    double logSpectralDistance; ///< dB, root mean square over the bins of a window (what lies 50 dB
+                                ///< below the loudest is cut off), mean over windows not silent
 };
 
 /// Both signals of one length and aligned. A figure without a single window to rest on is NaN; the

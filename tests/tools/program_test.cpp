@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: Apache-2.0
+// The program as its user sees it: exit codes, one-line errors, pipes, forms, the report page.
+#include "audio.h"
+#include "files.h"
+#include "kit/data.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <sys/wait.h>
+
+namespace {
+
+using namespace qolsc::tools;
+using Octets = std::vector<std::uint8_t>;
+
+struct Result {
+    int code;
+    std::string out;
+    std::string err;
+};
+
+class Program : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = std::filesystem::temp_directory_path() / "qolsc-test-XXXXXX";
+        folder = mkdtemp(pattern.data());
+        for (int i = 0; i < 8000; ++i) {
+            speech.push_back(static_cast<std::int16_t>(
+                8000 * std::sin(i * 0.1) * std::sin(i * 0.001) + 500 * std::sin(i * 0.9)));
+        }
+        writeAudio(at("in.wav"), speech, 8000);
+    }
+    void TearDown() override { std::filesystem::remove_all(folder); }
+
+    std::string at(const std::string& name) const { return folder + "/" + name; }
+
+    /// Runs a shell command in the test's folder; "qolsc" is the program.
+    Result run(const std::string& command) const {
+        const std::string line = "cd '" + folder +
+                                 "' && qolsc() { '" QOLSC_PROGRAM "' \"$@\"; } && { " + command +
+                                 "; } >.out 2>.err";
+        const int status = std::system(line.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text(".out"), text(".err")};
+    }
+    std::string text(const std::string& name) const {
+        const Octets bytes = readFile(at(name));
+        return {bytes.begin(), bytes.end()};
+    }
+
+    /// The command fails with one line on standard error that holds all of the words.
+    void expectError(const std::string& command, const std::vector<std::string>& words,
+                     int code = 1) const {
+        const Result result = run(command);
+        EXPECT_EQ(result.code, code) << command;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_EQ(result.err.rfind("qolsc: ", 0), 0u) << result.err;
+        EXPECT_EQ(result.out, "") << command;
+        for (const std::string& word : words) {
+            EXPECT_NE(result.err.find(word), std::string::npos) << word << " in: " << result.err;
+        }
+    }
+    void expectSilentSuccess(const std::string& command) const {
+        const Result result = run(command);
+        EXPECT_EQ(result.code, 0) << command;
+        EXPECT_EQ(result.out + result.err, "") << command;
+    }
+
+    std::string folder;
+    std::vector<std::int16_t> speech;
+};
+
+TEST_F(Program, listsCodecs) {
+    const Result result = run("qolsc codecs");
+    EXPECT_EQ(result.code, 0);
+    for (const char* name : {"g726-16", "g726-24", "g726-32", "g726-40"}) {
+        EXPECT_NE(result.out.find(name), std::string::npos) << name;
+    }
+}
+
+TEST_F(Program, badInputIsOneLineAndNonZero) {
+    const std::string encode = "qolsc encode --codec g726-32 ";
+    expectError(encode + "missing.wav out", {"missing.wav", "No such file"});
+    expectError(encode + ". out", {"directory"});
+    writeFile(at("empty.wav"), {});
+    expectError(encode + "empty.wav out", {"empty.wav", "empty"});
+    writeFile(at("text.wav"), {'h', 'e', 'l', 'l', 'o', '\n'});
+    expectError(encode + "text.wav out", {"text.wav", "--raw"});
+    writeFile(at("nosamples.wav"), wavBytes({}, 8000));
+    expectError(encode + "nosamples.wav out", {"no samples"});
+    Octets cut = readFile(at("in.wav"));
+    cut.resize(cut.size() / 2);
+    writeFile(at("cut.wav"), cut);
+    expectError(encode + "cut.wav out", {"cut.wav", "truncated"});
+    writeFile(at("odd.raw"), {1, 2, 3});
+    expectError(encode + "--raw 8000 odd.raw out", {"odd.raw", "truncated"});
+    EXPECT_FALSE(std::filesystem::exists(at("out"))) << "an error leaves no output";
+}
+
+TEST_F(Program, wrongRateTellsHowToConvert) {
+    writeAudio(at("wide.wav"), speech, 16000);
+    expectError("qolsc encode --codec g726-32 wide.wav out",
+                {"16000 Hz", "8000 Hz", "sox wide.wav -r 8000"});
+    expectError("qolsc decode --codec g726-32 --raw 16000 in.wav out", {"16000", "8000 Hz"});
+}
+
+TEST_F(Program, stereoNeedsMix) {
+    // The header of a mono file of left and right samples in turn, changed to two channels.
+    std::vector<std::int16_t> both;
+    for (const std::int16_t sample : speech) {
+        both.push_back(sample);
+        both.push_back(static_cast<std::int16_t>(sample / 2));
+    }
+    Octets stereo = wavBytes(both, 8000);
+    stereo[22] = 2; // channels
+    stereo[32] = 4; // octets a block
+    writeFile(at("stereo.wav"), stereo);
+    expectError("qolsc encode --codec g726-32 stereo.wav out", {"2 channels", "--mix"});
+    expectSilentSuccess("qolsc encode --codec g726-32 --mix stereo.wav mixed");
+    std::vector<std::int16_t> mean;
+    for (const std::int16_t sample : speech) {
+        mean.push_back(static_cast<std::int16_t>((sample + sample / 2) / 2));
+    }
+    writeAudio(at("mean.wav"), mean, 8000);
+    expectSilentSuccess("qolsc encode --codec g726-32 mean.wav expected");
+    EXPECT_EQ(readFile(at("mixed")), readFile(at("expected")));
+}
+
+TEST_F(Program, wrongChoicesAreExplained) {
+    expectError("qolsc encode --codec g726-23 in.wav out", {"no codec 'g726-23'", "g726-24"});
+    expectError("qolsc encode --codec g726-32 --stream file in.wav out", {"'file'", "packed"});
+    expectError("qolsc encode --codec g726-32 --dtx in.wav out", {"--dtx"});
+    expectError("qolsc encode --codec g726-32 --law alaw in.wav out", {"--raw 8000"});
+    expectError("qolsc roundtrip --codec g726-32 --loss much in.wav out", {"--loss"});
+    expectError("qolsc roundtrip --codec g726-32 --loss 101% in.wav out", {"--loss"});
+    expectError("qolsc encode --codec g726-32 in.wav /nowhere/out",
+                {"/nowhere/out", "cannot write"});
+}
+
+TEST_F(Program, misuseExitsWithTwo) {
+    expectError("qolsc", {"subcommand"}, 2);
+    expectError("qolsc encode in.wav out", {"--codec"}, 2);
+    expectError("qolsc encode --codec g726-32 in.wav", {"OUT"}, 2);
+    expectError("qolsc encode --codec g726-32 --law blaw in.wav out", {"blaw"}, 2);
+    expectError("qolsc encode --codec g726-32 --raw -5 in.wav out", {"--raw"}, 2);
+    EXPECT_EQ(run("qolsc --help").code, 0);
+    EXPECT_EQ(run("qolsc roundtrip --help").code, 0);
+}
+
+TEST_F(Program, pipesAndFilesAreTheSame) {
+    expectSilentSuccess("qolsc encode --codec g726-24 in.wav a.bin");
+    expectSilentSuccess("qolsc decode --codec g726-24 a.bin a.wav");
+    expectSilentSuccess("cat in.wav | qolsc encode --codec g726-24 - - | tee b.bin | "
+                        "qolsc decode --codec g726-24 - - | cat >b.wav");
+    EXPECT_EQ(readFile(at("a.bin")), readFile(at("b.bin")));
+    EXPECT_EQ(readFile(at("a.wav")), readFile(at("b.wav")));
+    EXPECT_EQ(readFile(at("a.bin")).size(), 8000u * 3 / 8);
+    EXPECT_EQ(readAudio(at("a.wav")).samples.size(), 8000u);
+}
+
+TEST_F(Program, rawSamplesAreTheSameAsThoseWithHeader) {
+    writeAudio(at("in.raw"), speech, 8000);
+    expectSilentSuccess("qolsc encode --codec g726-40 in.wav a.bin && "
+                        "qolsc encode --codec g726-40 --raw 8000 in.raw b.bin");
+    EXPECT_EQ(readFile(at("a.bin")), readFile(at("b.bin")));
+    expectSilentSuccess("qolsc decode --codec g726-40 a.bin a.flac && "
+                        "qolsc decode --codec g726-40 --raw 8000 a.bin b.pcm");
+    EXPECT_EQ(readAudio(at("a.flac")).samples, readAudio(at("b.pcm"), RawFormat{8000}).samples);
+}
+
+TEST_F(Program, allFormsCarryTheSameCodes) {
+    std::vector<std::int16_t> first;
+    for (const std::string form : {"packed", "serial", "codes", "words"}) {
+        const std::string options = " --codec g726-16 --stream " + form + " ";
+        expectSilentSuccess("qolsc encode" + options + "in.wav coded");
+        expectSilentSuccess("qolsc decode" + options + "coded out.wav");
+        const auto samples = readAudio(at("out.wav")).samples;
+        if (first.empty()) {
+            first = samples;
+        }
+        EXPECT_EQ(samples, first) << form;
+    }
+}
+
+TEST_F(Program, cutStreamsAreRefused) {
+    expectSilentSuccess("qolsc encode --codec g726-32 --stream serial in.wav coded");
+    Octets coded = readFile(at("coded"));
+    coded.resize(coded.size() - 3);
+    writeFile(at("coded"), coded);
+    expectError("qolsc decode --codec g726-32 --stream serial coded out.wav",
+                {"coded", "truncated", "frame 49"});
+    expectError("qolsc decode --codec g726-32 --stream serial in.wav out.wav",
+                {"frame 0 at octet 0"});
+    writeFile(at("none"), {});
+    expectError("qolsc decode --codec g726-32 none out.wav", {"none", "empty"});
+}
+
+TEST_F(Program, lossFollowsTheSeed) {
+    expectSilentSuccess("qolsc encode --codec g726-32 in.wav coded");
+    const std::string decode = "qolsc decode --codec g726-32 coded ";
+    expectSilentSuccess(decode + "clean.wav && " + decode + "a.wav --loss 20% && " + decode +
+                        "b.wav --loss 20% --seed 1 && " + decode + "c.wav --loss 20% --seed 2");
+    EXPECT_EQ(readFile(at("a.wav")), readFile(at("b.wav")));
+    EXPECT_NE(readFile(at("a.wav")), readFile(at("c.wav")));
+    EXPECT_NE(readFile(at("a.wav")), readFile(at("clean.wav")));
+}
+
+TEST_F(Program, roundtripTellsFigures) {
+    const Result result = run("qolsc roundtrip --codec g726-32 --loss 10 in.wav out.wav");
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.err, "");
+    for (const char* figure : {"bit rate               32.00 kbit/s", "segmental SNR",
+                               "log-spectral distance", "x real time", "lost frames"}) {
+        EXPECT_NE(result.out.find(figure), std::string::npos) << figure;
+    }
+    EXPECT_EQ(readAudio(at("out.wav")).samples.size(), speech.size());
+    const Result piped = run("qolsc roundtrip --codec g726-32 in.wav -");
+    EXPECT_EQ(piped.out.rfind("RIFF", 0), 0u) << "figures stay out of the audio";
+    EXPECT_NE(piped.err.find("segmental SNR"), std::string::npos);
+}
+
+TEST_F(Program, reportStandsAlone) {
+    EXPECT_EQ(run("qolsc roundtrip --codec g726-32 in.wav out.wav --report page.html").code, 0);
+    const std::string page = text("page.html");
+    for (const char* part : {"<!DOCTYPE html>", "segmental SNR", "data:audio/wav;base64,UklGR",
+                             "data:image/png;base64,iVBOR", "<svg", "</html>"}) {
+        EXPECT_NE(page.find(part), std::string::npos) << part;
+    }
+    for (const char* outside : {"http:", "https:", "src='/", "href='/"}) {
+        EXPECT_EQ(page.find(outside), std::string::npos) << outside;
+    }
+}
+
+} // namespace
