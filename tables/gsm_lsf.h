@@ -30,17 +30,17 @@ extern const Qol16s kAmrLsfMatrix4[256][4];
 /// Split-matrix codebook 5: LSF 9, 10; TS 26.090 §5.2.5 (tables of TS 26.073).
 extern const Qol16s kAmrLsfMatrix5[64][4];
 
-/// Split-vector codebook 1 of the lower rates: residuals of LSF 1 to 3; TS 26.090 §5.2.5 (tables of TS 26.073).
-extern const Qol16s kAmrLsfSplit1[256][3];
+/// Split-vector codebook 1 of the lower rates: residuals of LSF 1 to 3, rows filled up with 0; TS 26.090 §5.2.5 (tables of TS 26.073).
+extern const Qol16s kAmrLsfSplit1[256][4];
 
-/// Split-vector codebook 2: LSF 4 to 6 (4.75 and 5.15 kbit/s use every second row); TS 26.090 §5.2.5 (tables of TS 26.073).
-extern const Qol16s kAmrLsfSplit2[512][3];
+/// Split-vector codebook 2: LSF 4 to 6, rows filled up with 0 (4.75 and 5.15 kbit/s use every second row); TS 26.090 §5.2.5 (tables of TS 26.073).
+extern const Qol16s kAmrLsfSplit2[512][4];
 
 /// Split-vector codebook 3: LSF 7 to 10; TS 26.090 §5.2.5 (tables of TS 26.073).
 extern const Qol16s kAmrLsfSplit3[512][4];
 
-/// Split-vector codebook 1 at 7.95 kbit/s; TS 26.090 §5.2.5 (tables of TS 26.073).
-extern const Qol16s kAmrLsfSplit1_795[512][3];
+/// Split-vector codebook 1 at 7.95 kbit/s, rows filled up with 0; TS 26.090 §5.2.5 (tables of TS 26.073).
+extern const Qol16s kAmrLsfSplit1_795[512][4];
 
 /// Split-vector codebook 3 at 4.75 and 5.15 kbit/s; TS 26.090 §5.2.5 (tables of TS 26.073).
 extern const Qol16s kAmrLsfSplit3_515[128][4];
@@ -50,6 +50,9 @@ extern const Qol16s TableMeanLsf1[10];
 
 /// Means of the LSF at the other rates, 8000 Hz = 32768; TS 26.090 §5.2.5.
 extern const Qol16s TableMeanLsf2[10];
+
+/// Slope of cos15 per interval and 2^-8 of the offset; TS 26.090 §5.2.4.
+extern const Qol16s slope_cos15[64];
 
 /// Prediction factors of the LSF at the other rates, Q15; TS 26.090 §5.2.5.
 extern const Qol16s TablePredFac[10];

@@ -10,6 +10,94 @@
 extern "C" {
 #endif
 
+/* ---- LP analysis, LSP conversion and LSF quantisation ----
+ *
+ * valRate is the rate code of the family: 0 (4.75 kbit/s), 1 (5.15), 3 (5.9), 6 (6.7), 7 (7.4),
+ * 8 (7.95), 11 (10.2), 12 (12.2) and 25 (discontinuous transmission, which acts as the lower rates
+ * unless told). LSP are cosines in Q15, LSF scaled to 8000 Hz = 32768, LPC in Q12. */
+
+/** Windowed autocorrelation with lag window, order 10; TS 26.090 §5.2.1, §5.2.2.
+ *  @param[in]  pSrc     240 samples
+ *  @param[out] pDst     11 values, at 12.2 two sets of 11 from two windows over the same samples;
+ *                       value 0 of a set is normalised
+ *  @param[in]  valRate  0, 1, 3, 6, 7, 8, 11, 12 or 25
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsRangeErr (valRate) */
+QolStatus qolsAutoCorr_GSMAMR_16s32s(const Qol16s* pSrc, Qol32s* pDst, Qol32s valRate) QOL_NOEXCEPT;
+
+/** Levinson-Durbin recursion of order 10; TS 26.090 §5.2.2.
+ *  @param[in]  pSrcAutoCorr  11 values as qolsAutoCorr_GSMAMR_16s32s gives them
+ *  @param[out] pDstLpc       11 coefficients, Q12, the first 4096
+ *  @return qolStsNoErr; qolStsNullPtrErr; the warning qolStsOverflow for an ill-conditioned input:
+ *          nothing is written, the caller keeps the last filter */
+QolStatus qolsLevinsonDurbin_GSMAMR_32s16s(const Qol32s* pSrcAutoCorr,
+                                           Qol16s* pDstLpc) QOL_NOEXCEPT;
+
+/** LP coefficients to line spectral pairs; TS 26.090 §5.2.3.
+ *  @param[in]  pSrcLpc      11 coefficients, Q12
+ *  @param[in]  pSrcPrevLsp  10, the last vector: the result where fewer than ten roots are found
+ *  @param[out] pDstLsp      10
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsLPCToLSP_GSMAMR_16s(const Qol16s* pSrcLpc, const Qol16s* pSrcPrevLsp,
+                                  Qol16s* pDstLsp) QOL_NOEXCEPT;
+
+/** Line spectral pairs to LP coefficients; TS 26.090 §5.2.4.
+ *  @param[in]  pSrcLsp  10
+ *  @param[out] pDstLpc  11, Q12, the first 4096
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsLSPToLPC_GSMAMR_16s(const Qol16s* pSrcLsp, Qol16s* pDstLpc) QOL_NOEXCEPT;
+
+/** Line spectral frequencies to pairs; TS 26.090 §5.2.4.
+ *  @param[in]  pSrcLsf  10, 0 to 16383
+ *  @param[out] pDstLsp  10
+ *  @return qolStsNoErr; qolStsNullPtrErr; qolStsLsfRangeErr for a negative frequency: the elements
+ *          before it are written */
+QolStatus qolsLSFToLSP_GSMAMR_16s(const Qol16s* pSrcLsf, Qol16s* pDstLsp) QOL_NOEXCEPT;
+
+/** A quarter of the first and three quarters of the second vector; TS 26.090 §5.2.6.
+ *  @param[in]  pSrc1  len elements
+ *  @param[in]  pSrc2  len elements
+ *  @param[out] pDst   len elements
+ *  @param[in]  len    1 or more
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsSizeErr (len below 1) */
+QolStatus qolsInterpolate_GSMAMR_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, Qol16s* pDst,
+                                     Qol32s len) QOL_NOEXCEPT;
+
+/** First-order filter 1 + gamma z^-1, saturated.
+ *  @param[in]     valGamma  Q15
+ *  @param[in]     pSrc      len samples
+ *  @param[out]    pDst      len samples; may be pSrc
+ *  @param[in]     len       1 or more
+ *  @param[in,out] pMem      the sample before pSrc[0]; takes the last one
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsSizeErr (len below 1) */
+QolStatus qolsPreemphasize_GSMAMR_16s(Qol16s valGamma, const Qol16s* pSrc, Qol16s* pDst, Qol32s len,
+                                      Qol16s* pMem) QOL_NOEXCEPT;
+
+/** LSF quantisation: split-matrix of two vectors at 12.2, split-vector of one below;
+ *  TS 26.090 §5.2.5.
+ *  @param[in]     pSrcLsp        10, or 20 at 12.2
+ *  @param[in,out] pPrevResidual  10, the last quantised residual; start with 0
+ *  @param[out]    pDstQLsp       as many as pSrcLsp, quantised
+ *  @param[out]    pIndices       3, or 5 at 12.2
+ *  @param[in]     valRate        0, 1, 3, 6, 7, 8, 11, 12 or 25
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsRangeErr (valRate) */
+QolStatus qolsLSPQuant_GSMAMR_16s(const Qol16s* pSrcLsp, Qol16s* pPrevResidual, Qol16s* pDstQLsp,
+                                  Qol16s* pIndices, Qol32s valRate) QOL_NOEXCEPT;
+
+/** Decoding of the LSF indices, or concealment, and interpolation to the four subframes;
+ *  TS 26.090 §6.1, TS 26.091 §6. Bits of an index beyond its codebook are ignored.
+ *  @param[in]     pIndices       3, or 5 at 12.2
+ *  @param[in,out] pPrevResidual  10, the last quantised residual; start with 0. At rate 25 the
+ *                                caller loads the vector that the frame refers to
+ *  @param[in,out] pPrevLsf       10, LSF of the last frame
+ *  @param[in,out] pPrevLsp       10, LSP of the last frame
+ *  @param[out]    pDstLsps       four vectors of 10
+ *  @param[in]     valBfi         not 0: the frame is bad and pIndices is not read
+ *  @param[in]     valRate        0, 1, 3, 6, 7, 8, 11, 12 or 25
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsRangeErr (valRate) */
+QolStatus qolsQuantLSPDecode_GSMAMR_16s(const Qol16s* pIndices, Qol16s* pPrevResidual,
+                                        Qol16s* pPrevLsf, Qol16s* pPrevLsp, Qol16s* pDstLsps,
+                                        Qol16s valBfi, Qol32s valRate) QOL_NOEXCEPT;
+
 /* ---- algebraic codebooks ----
  *
  * valRate is the rate code of the family: 0 (4.75 kbit/s), 1 (5.15), 3 (5.9), 6 (6.7), 7 (7.4),
