@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: Apache-2.0
+// Depth-first search of the 17-bit codebook of G.729 Annex A (A.3.8.1).
+#include "entry/checks.h"
+#include "entry/entries.h"
+#include "g729/fcb.h"
+#include "numeric/helpers.h"
+
+namespace qolsc {
+
+namespace {
+
+using namespace simd;
+
+/// Cross terms of one pulse with all positions of a track, whichever of them comes first in the
+/// matrix.
+i128 crossRow(const Qol16s* matrix, int track, int k, int other) {
+    return track < other ? load(blockOf(matrix, track, other) + kPerTrack * k)
+                         : column8(blockOf(matrix, other, track), k);
+}
+
+/// Multiplies the cross terms by the second sign word, or its opposite where the first is negative.
+void ownFixedCodebookACorrSign_Opt(const SignedCorrelation& s, Qol16s* matrix) {
+    for (int first = 0; first < 3; ++first) {
+        for (int second = first + 1; second < kTracks; ++second) {
+            Qol16s* block = blockOf(matrix, first, second);
+            const i128 p = load(s.p + kPerTrack * second);
+            for (int k = 0; k < kPerTrack; ++k) {
+                const i128 flip = splat16(s.p[kPerTrack * first + k] > 0 ? 0 : -1);
+                store(block + kPerTrack * k,
+                      mult8(load(block + kPerTrack * k), _mm_xor_si128(p, flip)));
+            }
+        }
+    }
+}
+
+/// Places of the largest magnitude of a track and of the largest of the others; the first of
+/// equals.
+struct TwoLargest {
+    int k[2];
+};
+TwoLargest twoLargest(const Qol16s* d) {
+    TwoLargest r{{0, -1}};
+    for (int k = 1; k < kPerTrack; ++k) {
+        r.k[0] = d[k] > d[r.k[0]] ? k : r.k[0];
+    }
+    for (int k = 0; k < kPerTrack; ++k) {
+        if (k != r.k[0] && (r.k[1] < 0 || d[k] > d[r.k[1]])) {
+            r.k[1] = k;
+        }
+    }
+    return r;
+}
+
+/// Tracks by role: pulses a and b are chosen in phase A, c and d in phase B.
+struct Roles {
+    int a, b, c, d;
+};
+
+/// A pair or a set of four, k within the track of each role.
+struct Found {
+    int a, b, c, d;
+    Qol16s ps;
+};
+
+/// Phase A: a on one of the two largest of its track, b anywhere on its. alpha is a quarter of the
+/// energy, rounded: (e + 2 r + e' + 2) >> 2.
+Best ownFixedCodebookASearchPhaseA(const Qol16s* matrix, const Qol16s* d, Roles r, Found& found) {
+    const i128 db = load(d + kPerTrack * r.b), eb = load(matrix + kPerTrack * r.b);
+    const i128 ebLow = widenLow(eb), ebHigh = widenHigh(eb);
+    Best best{-1, 1};
+    for (const int ka : twoLargest(d + kPerTrack * r.a).k) {
+        const Qol16s da = d[kPerTrack * r.a + ka];
+        const i128 cross = crossRow(matrix, r.a, ka, r.b);
+        const i128 base = splat32(matrix[kPerTrack * r.a + ka] + 2);
+        const auto quarter = [base](i128 e, i128 rr) {
+            return _mm_srai_epi32(add32(add32(base, e), _mm_slli_epi32(rr, 1)), 2);
+        };
+        const i128 alpha =
+            packSat16(quarter(ebLow, widenLow(cross)), quarter(ebHigh, widenHigh(cross)));
+        const i128 ps = addSat16(splat16(da), db);
+        offer8(mult8(ps, ps), alpha, best, [&found, ka, da, d, r](int kb) {
+            found.a = ka;
+            found.b = kb;
+            found.ps = basop::add(da, d[kPerTrack * r.b + kb]);
+        });
+    }
+    return best;
+}
+
+/// Phase B: c and d anywhere on their tracks behind the pair of phase A, whose alpha is given. Half
+/// of the terms of d, t = (2 r + 2 r' + e + 4) >> 3, are rounded before; alpha is a sixteenth of
+/// the energy, rounded: (4 alpha + 2 r + 2 r' + e + 2 r'' + 8 t + 8) >> 4.
+Best ownFixedCodebookASearchPhaseB(const Qol16s* matrix, const Qol16s* d, Roles r, Qol16s alphaA,
+                                   Found& found) {
+    const i128 dd = load(d + kPerTrack * r.d), ed = load(matrix + kPerTrack * r.d);
+    const i128 ad = crossRow(matrix, r.a, found.a, r.d), bd = crossRow(matrix, r.b, found.b, r.d);
+    const i128 four = splat32(4);
+    const auto half = [four](i128 x, i128 y, i128 e) {
+        const i128 t = _mm_srai_epi32(add32(add32(_mm_slli_epi32(add32(x, y), 1), e), four), 3);
+        return _mm_slli_epi32(t, 3);
+    };
+    const i128 tLow = half(widenLow(ad), widenLow(bd), widenLow(ed)),
+               tHigh = half(widenHigh(ad), widenHigh(bd), widenHigh(ed));
+    alignas(16) Qol16s ac[kPerTrack], bc[kPerTrack];
+    store(ac, crossRow(matrix, r.a, found.a, r.c));
+    store(bc, crossRow(matrix, r.b, found.b, r.c));
+
+    Best best{-1, 1};
+    for (int kc = 0; kc < kPerTrack; ++kc) {
+        const i128 cross = crossRow(matrix, r.c, kc, r.d);
+        const i128 base =
+            splat32(4 * alphaA + 2 * (ac[kc] + bc[kc]) + matrix[kPerTrack * r.c + kc] + 8);
+        const auto sixteenth = [base](i128 t, i128 rr) {
+            return _mm_srai_epi32(add32(add32(base, t), _mm_slli_epi32(rr, 1)), 4);
+        };
+        const i128 alpha =
+            packSat16(sixteenth(tLow, widenLow(cross)), sixteenth(tHigh, widenHigh(cross)));
+        const i128 ps = addSat16(splat16(basop::add(found.ps, d[kPerTrack * r.c + kc])), dd);
+        offer8(mult8(ps, ps), alpha, best, [&found, kc](int kd) {
+            found.c = kc;
+            found.d = kd;
+        });
+    }
+    return best;
+}
+
+void searchDepthFirst(const Qol16s* corr, Qol16s* matrix, Qol16s* pVector, Qol16s* pIndex) {
+    const SignedCorrelation s = splitSigns(corr);
+    ownFixedCodebookACorrSign_Opt(s, matrix);
+    Best keeper{-1, 1};
+    int at[4] = {0, 8, 16, 24};
+    for (const int last : {3, 4}) {
+        const Roles passes[2] = {{2, last, 0, 1}, {last, 0, 1, 2}};
+        for (const Roles& r : passes) {
+            Found found{};
+            const Best pair = ownFixedCodebookASearchPhaseA(matrix, s.d, r, found);
+            const Best best = ownFixedCodebookASearchPhaseB(matrix, s.d, r, pair.alpha, found);
+            if (isBetter(keeper, best.square, best.alpha)) {
+                keeper = best;
+                const auto put = [&at](int track, int k) {
+                    at[track > 3 ? 3 : track] = kPerTrack * track + k;
+                };
+                put(r.a, found.a);
+                put(r.b, found.b);
+                put(r.c, found.c);
+                put(r.d, found.d);
+            }
+        }
+    }
+    codePulses(s, at, pVector, pIndex);
+}
+
+} // namespace
+
+QolStatus qolsFixedCodebookSearch_G729A_16s(const Qol16s* pSrcFixedCorr, Qol16s* pSrcDstMatrix,
+                                            Qol16s* pDstFixedVector,
+                                            Qol16s* pDstFixedIndex) noexcept {
+    if (anyNull(pSrcFixedCorr, pSrcDstMatrix, pDstFixedVector, pDstFixedIndex)) {
+        return qolStsNullPtrErr;
+    }
+    searchDepthFirst(pSrcFixedCorr, pSrcDstMatrix, pDstFixedVector, pDstFixedIndex);
+    return qolStsNoErr;
+}
+
+QolStatus qolsFixedCodebookSearch_G729A_32s16s(const Qol16s* pSrcFixedCorr, Qol32s* pSrcDstMatrix,
+                                               Qol16s* pDstFixedVector,
+                                               Qol16s* pDstFixedIndex) noexcept {
+    if (anyNull(pSrcFixedCorr, pSrcDstMatrix, pDstFixedVector, pDstFixedIndex)) {
+        return qolStsNullPtrErr;
+    }
+    alignas(16) Qol16s matrix[kMatrixSize];
+    narrowMatrix(pSrcDstMatrix, matrix);
+    searchDepthFirst(pSrcFixedCorr, matrix, pDstFixedVector, pDstFixedIndex);
+    widenMatrix(matrix, pSrcDstMatrix);
+    return qolStsNoErr;
+}
+
+} // namespace qolsc
