@@ -421,7 +421,7 @@ QolStatus qolsInterpolateC_NR_16s(const Qol16s* pSrc1, Qol16s val1, Qol32s scale
                                   const Qol16s* pSrc2, Qol16s val2, Qol32s scaleFactor2,
                                   Qol16s* pDst, Qol32s len) QOL_NOEXCEPT;
 
-/** Inverse square root by table and interpolation: x becomes 2^30 / sqrt(x) within 0.03 %;
+/** Inverse square root by table and interpolation: x becomes 2^30 / sqrt(x) within 0.04 %;
  * 0x3FFFFFFF for x of 0 or less.
  *  @param[in,out] pSrcDst  len elements
  *  @param[in]     len      count of elements
