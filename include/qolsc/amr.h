@@ -98,6 +98,146 @@ QolStatus qolsQuantLSPDecode_GSMAMR_16s(const Qol16s* pIndices, Qol16s* pPrevRes
                                         Qol16s* pPrevLsf, Qol16s* pPrevLsp, Qol16s* pDstLsps,
                                         Qol16s valBfi, Qol32s valRate) QOL_NOEXCEPT;
 
+/* ---- pitch ----
+ *
+ * Rate codes as above; the searches of the subframe and the decoding refuse 25. */
+
+/** Weighted speech and open-loop lags of one frame, without DTX; TS 26.090 §5.3.
+ *  @param[in]     pWgtLpc1      44: four filters A(z/gamma1) of 11, Q12
+ *  @param[in]     pWgtLpc2      44: four filters A(z/gamma2)
+ *  @param[in]     pSrcSpeech    160 samples, 10 older ones in front
+ *  @param[in,out] pVoicedLag    median lag of the weighted search; used at 10.2 only
+ *  @param[in,out] pVoicedGain   its adaptive weight, Q15; used at 10.2 only
+ *  @param[in,out] pLagHist      5 lags of voiced half frames, the newest first; used at 10.2 only
+ *  @param[in,out] pPrevWsp      143, the last weighted speech
+ *  @param[out]    pOpenLoopLag  2, one a half frame; equal at 4.75 and 5.15
+ *  @param[out]    pGainFlag     2, above 0 for a voiced half frame at 10.2, else 0
+ *  @param[in]     valRate       0, 1, 3, 6, 7, 8, 11, 12 or 25
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsRangeErr (valRate) */
+QolStatus qolsOpenLoopPitchSearchNonDTX_GSMAMR_16s(const Qol16s* pWgtLpc1, const Qol16s* pWgtLpc2,
+                                                   const Qol16s* pSrcSpeech, Qol16s* pVoicedLag,
+                                                   Qol16s* pVoicedGain, Qol16s* pLagHist,
+                                                   Qol16s* pPrevWsp, Qol16s* pOpenLoopLag,
+                                                   Qol16s* pGainFlag, Qol32s valRate) QOL_NOEXCEPT;
+
+/** The same with what activity detection of option 1 reads; TS 26.094 §3.3.
+ *  @param[in]     pWgtLpc1      as above
+ *  @param[in]     pWgtLpc2      as above
+ *  @param[in]     pSrcSpeech    as above
+ *  @param[in,out] pToneFlag     tone register, one bit a half frame, the newest bit 14
+ *  @param[in,out] pVoicedLag    as above
+ *  @param[in,out] pVoicedGain   as above
+ *  @param[in,out] pLagHist      as above
+ *  @param[in,out] pPrevWsp      as above
+ *  @param[out]    pMaxHpCorr    high-pass correlation of the last search, Q15
+ *  @param[out]    pOpenLoopLag  as above
+ *  @param[out]    pGainFlag     as above
+ *  @param[in]     valRate       as above
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsRangeErr (valRate) */
+QolStatus qolsOpenLoopPitchSearchDTXVAD1_GSMAMR_16s(const Qol16s* pWgtLpc1, const Qol16s* pWgtLpc2,
+                                                    const Qol16s* pSrcSpeech, Qol16s* pToneFlag,
+                                                    Qol16s* pVoicedLag, Qol16s* pVoicedGain,
+                                                    Qol16s* pLagHist, Qol16s* pPrevWsp,
+                                                    Qol16s* pMaxHpCorr, Qol16s* pOpenLoopLag,
+                                                    Qol16s* pGainFlag, Qol32s valRate) QOL_NOEXCEPT;
+
+/** The same with what activity detection of option 2 reads; TS 26.094 §4.3.
+ *  @param[in]     pWgtLpc1      as above
+ *  @param[in]     pWgtLpc2      as above
+ *  @param[in]     pSrcSpeech    as above
+ *  @param[in,out] pVoicedLag    as above
+ *  @param[in,out] pVoicedGain   as above
+ *  @param[in,out] pLagHist      as above
+ *  @param[in,out] pPrevWsp      as above
+ *  @param[out]    pLtpCorr      2, doubled correlation at the lag, by search; the second 0 at 4.75
+ *                               and 5.15
+ *  @param[out]    pLtpEnergy    2, doubled energy at the lag, likewise
+ *  @param[out]    pOpenLoopLag  as above
+ *  @param[out]    pGainFlag     as above
+ *  @param[in]     valRate       as above
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsRangeErr (valRate) */
+QolStatus qolsOpenLoopPitchSearchDTXVAD2_GSMAMR_16s32s(
+    const Qol16s* pWgtLpc1, const Qol16s* pWgtLpc2, const Qol16s* pSrcSpeech, Qol16s* pVoicedLag,
+    Qol16s* pVoicedGain, Qol16s* pLagHist, Qol16s* pPrevWsp, Qol32s* pLtpCorr, Qol32s* pLtpEnergy,
+    Qol16s* pOpenLoopLag, Qol16s* pGainFlag, Qol32s valRate) QOL_NOEXCEPT;
+
+/** Impulse response, LP residual and target of one subframe; TS 26.090 §5.4, §5.5.
+ *  @param[in]  pSrcSpeech  40 samples, 10 older ones in front
+ *  @param[in]  pWgtLpc1    11, A(z/gamma1), Q12
+ *  @param[in]  pWgtLpc2    11, A(z/gamma2)
+ *  @param[in]  pLpc        11, quantised A(z)
+ *  @param[in]  pSynMem     10, last errors of the synthesis, the newest last; not written
+ *  @param[in]  pErrMem     10, last outputs of the weighting filter; not written
+ *  @param[out] pImpulse    40, response of the weighted synthesis filter, Q12
+ *  @param[out] pRes        40, LP residual
+ *  @param[out] pTarget     40
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsImpulseResponseTarget_GSMAMR_16s(const Qol16s* pSrcSpeech, const Qol16s* pWgtLpc1,
+                                               const Qol16s* pWgtLpc2, const Qol16s* pLpc,
+                                               Qol16s* pSynMem, Qol16s* pErrMem, Qol16s* pImpulse,
+                                               Qol16s* pRes, Qol16s* pTarget) QOL_NOEXCEPT;
+
+/** Closed-loop search of the fractional lag, its code and the adaptive vector; TS 26.090 §5.6.1.
+ *  @param[in]     pTarget       40
+ *  @param[in]     pImpulse      40, Q12
+ *  @param[in]     pOpenLoopLag  2, as the open-loop search gives them
+ *  @param[in,out] pPrevLag      whole lag of the last subframe; takes this one's
+ *  @param[in,out] pExc          194: 154 past samples of the excitation, then the LP residual of
+ * the subframe, which the adaptive vector replaces
+ *  @param[out]    pFrac         fraction in sixths at 12.2 (-2 to 3), in thirds below (-1 to 1)
+ *  @param[out]    pLagIndex     code of the lag
+ *  @param[out]    pAdptVec      40, adaptive vector
+ *  @param[in]     valSubFrame   0 to 3
+ *  @param[in]     valRate       0, 1, 3, 6, 7, 8, 11 or 12
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsSizeErr (valSubFrame),
+ *          qolStsRangeErr (valRate) */
+QolStatus qolsAdaptiveCodebookSearch_GSMAMR_16s(const Qol16s* pTarget, const Qol16s* pImpulse,
+                                                const Qol16s* pOpenLoopLag, Qol16s* pPrevLag,
+                                                Qol16s* pExc, Qol16s* pFrac, Qol16s* pLagIndex,
+                                                Qol16s* pAdptVec, Qol16s valSubFrame,
+                                                Qol32s valRate) QOL_NOEXCEPT;
+
+/** Decoding of the lag, or concealment, and the adaptive vector; TS 26.090 §6.1, TS 26.091 §6. A
+ *  lag outside 11 to 143, which no encoder makes, is held inside.
+ *  @param[in]     valLagIndex         code of the lag, 0 to 511
+ *  @param[in,out] pPrevLag            whole lag of the last subframe: the caller stores *pLag there
+ *                                     after each one; raised by concealment below 12.2
+ *  @param[in,out] pLtpLag             the lag that the code means; at 12.2 only written where it
+ *                                     isn't used
+ *  @param[in,out] pExc                194: 154 past samples, then the adaptive vector
+ *  @param[in,out] pLag                in: reference of the differential code at 12.2; out: the lag
+ *  @param[out]    pAdptVec            40, adaptive vector
+ *  @param[in]     valSubFrame         0 to 3
+ *  @param[in]     valBfi              not 0: the frame is bad
+ *  @param[in]     valBackgroundNoise  not 0: the decoder is in background noise
+ *  @param[in]     valVoicedHangover   subframes since the last voiced one
+ *  @param[in]     valRate             0, 1, 3, 6, 7, 8, 11 or 12
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsSizeErr (valSubFrame),
+ *          qolStsRangeErr (valRate; below 12.2 a valLagIndex above 511) */
+QolStatus qolsAdaptiveCodebookDecode_GSMAMR_16s(Qol32s valLagIndex, Qol16s* pPrevLag,
+                                                Qol16s* pLtpLag, Qol16s* pExc, Qol16s* pLag,
+                                                Qol16s* pAdptVec, Qol16s valSubFrame, Qol16s valBfi,
+                                                Qol16s valBackgroundNoise, Qol16s valVoicedHangover,
+                                                Qol32s valRate) QOL_NOEXCEPT;
+
+/** Gain of the adaptive codebook; TS 26.090 §5.6.2.
+ *  @param[in]  pTarget  40
+ *  @param[in]  pFltVec  40, adaptive vector through the impulse response
+ *  @param[out] pGain    Q14, 0 to 19661 (1.2)
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsAdaptiveCodebookGain_GSMAMR_16s(const Qol16s* pTarget, const Qol16s* pFltVec,
+                                              Qol16s* pGain) QOL_NOEXCEPT;
+
+/** The same with the terms that the gain quantiser needs.
+ *  @param[in]  pTarget  as above
+ *  @param[in]  pFltVec  as above
+ *  @param[out] pGain    as above
+ *  @param[out] pCoeffs  4: mantissa and exponent (15 less the left shifts) of the energy of
+ * pFltVec, then of its correlation with the target
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsAdaptiveCodebookGainCoeffs_GSMAMR_16s(const Qol16s* pTarget, const Qol16s* pFltVec,
+                                                    Qol16s* pGain, Qol16s* pCoeffs) QOL_NOEXCEPT;
+
 /* ---- algebraic codebooks ----
  *
  * valRate is the rate code of the family: 0 (4.75 kbit/s), 1 (5.15), 3 (5.9), 6 (6.7), 7 (7.4),
