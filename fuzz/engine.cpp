@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// libFuzzer target of one family (QOLSC_FUZZ_FAMILY, exports matching QOLSC_FUZZ_PATTERN). An input
+// libFuzzer target of one family (kFuzzFamily, exports matching kFuzzPattern). An input
 // either changes the contents of recorded calls, whose buffers are exactly as long as the interface
 // asks for, or makes a call with scalars near and beyond their bounds and wide buffers. Sanitizers
 // and canaries are the judges.
+#include "engine.h"
+
 #include "kit/replay.h"
 
 #include <cstdio>
@@ -37,7 +39,7 @@ const std::vector<Target>& targets() {
     static const std::vector<Target> all = [] {
         std::vector<Target> t;
         const std::filesystem::path dir =
-            std::filesystem::path(QOLSC_TEST_DATA) / QOLSC_FUZZ_FAMILY;
+            std::filesystem::path(QOLSC_TEST_DATA) / kFuzzFamily;
         if (std::filesystem::exists(dir)) {
             for (const auto& set : findSets(dir)) {
                 for (const std::string& name : exportsOf(set)) {
@@ -87,7 +89,7 @@ const std::vector<Json>& interfaceEntries() {
     static const std::vector<Json> all = [] {
         Json checks;
         std::ifstream(QOLSC_TEST_DATA "/interface/checks.json") >> checks;
-        const std::regex pattern(QOLSC_FUZZ_PATTERN);
+        const std::regex pattern(kFuzzPattern);
         std::vector<Json> mine;
         for (const Json& e : checks) {
             const std::string name = e["name"];
