@@ -18,20 +18,20 @@ typedef double Qol64f;   /**< IEEE 754 double */
 
 /** Complex pair of Qol16s. */
 typedef struct {
-    Qol16s re;
-    Qol16s im;
+    Qol16s re; /**< real part */
+    Qol16s im; /**< imaginary part */
 } Qol16sc;
 
 /** Complex pair of Qol32s. */
 typedef struct {
-    Qol32s re;
-    Qol32s im;
+    Qol32s re; /**< real part */
+    Qol32s im; /**< imaginary part */
 } Qol32sc;
 
 /** Complex pair of Qol32f. */
 typedef struct {
-    Qol32f re;
-    Qol32f im;
+    Qol32f re; /**< real part */
+    Qol32f im; /**< imaginary part */
 } Qol32fc;
 
 /** Marks the interface as free of exceptions for C++ callers. */
