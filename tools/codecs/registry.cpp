@@ -15,6 +15,7 @@ extern const Codec kG7221_24, kG7221_32, kG7221C_24, kG7221C_32, kG7221C_48;
 // ---- G.728 ----
 // ---- G.729 ----
 // ---- GSM full rate ----
+extern const Codec kGsmFullRate;
 // ---- AMR ----
 // ---- AMR-WB ----
 
@@ -30,6 +31,7 @@ const Codec* const kCodecs[] = {
     // ---- G.728 ----
     // ---- G.729 ----
     // ---- GSM full rate ----
+    &kGsmFullRate,
     // ---- AMR ----
     // ---- AMR-WB ----
     nullptr};
