@@ -2,7 +2,7 @@
 // Hybrid window of ITU-T G.729 Annex E.
 #include "tables/g729_annex.h"
 
-namespace qolsc::tables {
+namespace qolsc::tables::g729 {
 
 alignas(32) const Qol16s hw[145] = {
      14795,  14902,  15009,  15118,  15227,  15337,  15447,  15559,  15671,  15784,
@@ -40,4 +40,4 @@ alignas(32) const Qol32f hybridWindowInverse[145] = {
     0.236649f, 0.18997f, 0.142859f, 0.095421f, 0.047765f,
 };
 
-} // namespace qolsc::tables
+} // namespace qolsc::tables::g729

@@ -2,7 +2,7 @@
 // Post-filter and phase dispersion tables of ITU-T G.729 and its Annex D.
 #include "tables/g729_post.h"
 
-namespace qolsc::tables {
+namespace qolsc::tables::g729 {
 
 alignas(32) const Qol16s facGamma1_pst[11] = {
      32767,  22938,  16057,  11240,   7868,   5508,   3856,   2699,   1889,   1322,
@@ -48,4 +48,4 @@ alignas(32) const Qol16s phImpMid[40] = {
      -2064,   2644,  -3061,   2897,  -1979,    557,    780,  -1370,    842,    655,
 };
 
-} // namespace qolsc::tables
+} // namespace qolsc::tables::g729

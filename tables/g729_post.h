@@ -4,7 +4,7 @@
 
 #include "qolsc/types.h"
 
-namespace qolsc::tables {
+namespace qolsc::tables::g729 {
 
 /// Powers of 0.7, Q15: denominator of the short-term post-filter (ITU-T G.729 §4.2.2).
 extern const Qol16s facGamma1_pst[11];
@@ -24,4 +24,4 @@ extern const Qol16s phImpLow[40];
 /// Dispersion impulse for middle pitch gains, Q15 (ITU-T G.729 Annex D §D.6.2).
 extern const Qol16s phImpMid[40];
 
-} // namespace qolsc::tables
+} // namespace qolsc::tables::g729

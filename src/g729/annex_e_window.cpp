@@ -67,7 +67,7 @@ QolStatus qolsWinHybrid_G729E_16s32s(const Qol16s* pSrc, Qol32s* pDst, Qol8u* pS
     }
     Qol16s w[kSamples];
     for (int i = 0; i < kSamples; ++i) {
-        w[i] = static_cast<Qol16s>(pSrc[i] * tables::hw[i] >> 15);
+        w[i] = static_cast<Qol16s>(pSrc[i] * tables::g729::hw[i] >> 15);
     }
     auto st = g729::readRecord<QolsWinHybridState_G729E>(pState);
     for (int k = 0; k < kLags; ++k) {
@@ -88,7 +88,7 @@ QolStatus qolsWinHybrid_G729E_32f(const Qol32f* pSrc, Qol32f* pDst, Qol8u* pStat
     }
     Qol32f w[kSamples], recursive[kLags];
     for (int i = 0; i < kSamples; ++i) {
-        w[i] = pSrc[i] * tables::hybridWindowInverse[i];
+        w[i] = pSrc[i] * tables::g729::hybridWindowInverse[i];
     }
     std::memcpy(recursive, pState, sizeof(recursive));
     for (int k = 0; k < kLags; ++k) {

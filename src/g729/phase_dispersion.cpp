@@ -136,7 +136,7 @@ QolStatus qolsPhaseDispersion_G729D_16s(const Qol16s* pSrcExcSignal, Qol16s* pDs
     if (impulse == kNoDispersion) {
         keepPulses(pSrcDstInnovation);
     } else {
-        disperse(impulse == 0 ? tables::phImpLow : tables::phImpMid, pSrcDstInnovation);
+        disperse(impulse == 0 ? tables::g729::phImpLow : tables::g729::phImpMid, pSrcDstInnovation);
     }
     for (int i = 0; i < kSubframe; ++i) {
         pDstFltExcSignal[i] = add(base[i], scaled(pSrcDstInnovation[i], valFixedGain));

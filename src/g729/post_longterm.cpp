@@ -69,7 +69,7 @@ int justify13(const Qol16s* residual, Qol16s* scaled) {
 void interpolateShort(const Qol16s* x, int delay, Qol16s (*y)[kShortRow]) {
     simd::i128 taps[kPhases][2];
     for (int p = 0; p < kPhases; ++p) {
-        const Qol16s* h = tables::tab_hup_s[p];
+        const Qol16s* h = tables::g729::tab_hup_s[p];
         taps[p][0] = _mm_set1_epi32((h[0] & 0xFFFF) | h[1] * 65536);
         taps[p][1] = _mm_set1_epi32((h[2] & 0xFFFF) | h[3] * 65536);
     }
@@ -180,7 +180,7 @@ Choice searchDelay(int centre, const Qol16s* x, Qol16s (*y)[kShortRow]) {
 
 /// The signal of a fractional delay by the 16-tap filter, into y, and its gain.
 Gain interpolateLong(const Qol16s* x, int delay, int phase, Qol16s* y) {
-    const Qol16s* h = tables::tab_hup_l[phase - 1];
+    const Qol16s* h = tables::g729::tab_hup_l[phase - 1];
     const Qol16s* past = x + 8 - delay;
     simd::i128 acc[kSubframe / 8][2] = {};
     for (int i = 0; i < 16; i += 2) {

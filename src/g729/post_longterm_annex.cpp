@@ -100,7 +100,7 @@ QolStatus qolsLongTermPostFilter_G729B_16s(Qol16s valDelay, const Qol16s* pSrcSp
         return qolStsSizeErr;
     }
     Qol16s weighted[g729::kCoeffs];
-    g729::weightLpc(pSrcLPC, tables::facGamma2_pst, weighted);
+    g729::weightLpc(pSrcLPC, tables::g729::facGamma2_pst, weighted);
     Qol16s* residual = pSrcDstResidual + kResidualHistory;
     qolsc::qolsResidualFilter_G729_16s(pSrcSpch, weighted, residual);
     if (frameType != 1) {

@@ -96,8 +96,8 @@ QolStatus qolsShortTermPostFilter_G729_16s(const Qol16s* pSrcLPC, const Qol16s* 
         return qolStsNullPtrErr;
     }
     Qol16s numerator[kCoeffs], denominator[kCoeffs];
-    g729::weightLpc(pSrcLPC, tables::facGamma2_pst, numerator);
-    g729::weightLpc(pSrcLPC, tables::facGamma1_pst, denominator);
+    g729::weightLpc(pSrcLPC, tables::g729::facGamma2_pst, numerator);
+    g729::weightLpc(pSrcLPC, tables::g729::facGamma1_pst, denominator);
     impulseResponse(numerator, denominator, pDstImpulseResponse, kResponse);
 
     Qol32s sum = 0;

@@ -19,13 +19,6 @@ constexpr int kSubframe = 40, kPast = 154;
 constexpr int kPulses = 4;
 constexpr int kMaxPulse = 5000;
 
-Qol16u nextRandom(Qol16s& seed) {
-    const auto r =
-        static_cast<Qol16u>(static_cast<Qol16u>(seed) * std::uint32_t{31821} + 13849u);
-    seed = static_cast<Qol16s>(r);
-    return r;
-}
-
 struct Draw {
     Qol16s lag[2]; // integer, thirds
     int position[kPulses];
@@ -172,9 +165,10 @@ NoiseSubframe noiseExcitation(Qol16s level, Qol16s* exc, Qol16s& seed) {
 
 Qol16s sidLevel(int index) {
     // Table of Annex B, Q0: steps of 4 dB, then of 2 dB.
-    static constexpr Qol16s kLevels[32] = {
-        2,   5,   8,   13,   20,   32,   50,   64,   80,   101,  127,  160,  201,   253,   318,   401,
-        505, 635, 800, 1007, 1268, 1596, 2010, 2530, 3185, 4009, 5048, 6355, 8000, 10071, 12679, 15962};
+    static constexpr Qol16s kLevels[32] = {2,    5,    8,    13,   20,   32,    50,    64,
+                                           80,   101,  127,  160,  201,  253,   318,   401,
+                                           505,  635,  800,  1007, 1268, 1596,  2010,  2530,
+                                           3185, 4009, 5048, 6355, 8000, 10071, 12679, 15962};
     return kLevels[index];
 }
 

@@ -9,6 +9,13 @@ namespace qolsc::tools::g729 {
 
 inline constexpr Qol16s kNoiseSeed = 11111; ///< of the generator after every speech frame
 
+/// Next number of the generator (§4.4.4).
+inline Qol16u nextRandom(Qol16s& seed) {
+    const auto r = static_cast<Qol16u>(unsigned{static_cast<Qol16u>(seed)} * 31821u + 13849u);
+    seed = static_cast<Qol16s>(r);
+    return r;
+}
+
 /// Indices of a SID frame: 15 bits.
 struct SidCodes {
     Qol16s lsf[3]; ///< predictor 1 bit, first stage 5 bits, second stage 4 bits

@@ -3,6 +3,7 @@
 // Annexes B and D: parameters, excitation, concealment (§4.1, §4.4), comfort noise, synthesis.
 #pragma once
 
+#include "codecs/g729/backward.h"
 #include "codecs/g729/bits.h"
 #include "codecs/g729/noise.h"
 
@@ -12,7 +13,8 @@ namespace qolsc::tools::g729 {
 
 inline constexpr int kOrder = 10, kCoeffs = kOrder + 1;
 inline constexpr int kPastExcitation = 154;
-inline constexpr int kMaxOrder = 30; ///< of Annex E's backward filter
+inline constexpr int kMaxOrder = kBackwardOrder;
+inline constexpr int kBits6400 = 64, kBits11800 = 118;
 
 /// Codes of a subframe at any rate.
 struct SubframeInput {
@@ -65,13 +67,21 @@ struct Synthesis {
     SidEnergy lastEnergy{0, 0};
 
     std::array<Qol8u, 20> dispersion{};
+    Backward backward;
+
+    // Concealment of Annex E.
+    Lag lastLag{60, 0};
+    Qol16s muting = 32767; ///< of the gains, Q15
+    int lostSubframes = 0;
 
     // The decoded frame.
     Qol16s lpc[2][kMaxOrder + 1] = {}; ///< Q12, by subframe
     int order = kOrder;
+    int bits = kFrameBits; ///< of the frame; noise frames keep those of the speech before
     int lags[2] = {60, 60};
     bool active = true;
-    Qol16s speech[kMaxOrder + kFrameSamples] = {}; ///< the newest samples of the frame before in front
+    Qol16s speech[kMaxOrder + kFrameSamples] =
+        {}; ///< the newest samples of the frame before in front
 };
 
 void initSynthesis(Synthesis& s, Concealment concealment);
