@@ -7,6 +7,7 @@
 #include "numeric/rules.h"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace qolsc {
 
@@ -82,8 +83,42 @@ inline void storeSums(const i128 (&acc)[Lags], Qol32s* pDst) {
     for (; j + 4 <= Lags; j += 4) {
         store(pDst + j, sums32(acc[j], acc[j + 1], acc[j + 2], acc[j + 3]));
     }
-    for (; j < Lags; ++j) {
-        pDst[j] = sum32(acc[j]);
+    if (j < Lags) {
+        const i128 rest =
+            sums32(acc[j], acc[std::min(j + 1, Lags - 1)], acc[std::min(j + 2, Lags - 1)], zero());
+        alignas(16) Qol32s sums[4];
+        store(sums, rest);
+        std::copy_n(sums, Lags - j, pDst + j);
+    }
+}
+
+/// A count of lags known while compiling.
+template <int Lags>
+using Group = std::integral_constant<int, Lags>;
+
+/// Calls work(group, first lag) for groups that make up all lags: eights, a four, the rest.
+template <typename Work>
+inline void inGroups(int lags, Work work) {
+    int k = 0;
+    for (; k + 8 <= lags; k += 8) {
+        work(Group<8>{}, k);
+    }
+    if (lags - k >= 4) {
+        work(Group<4>{}, k);
+        k += 4;
+    }
+    switch (lags - k) {
+    case 3:
+        work(Group<3>{}, k);
+        break;
+    case 2:
+        work(Group<2>{}, k);
+        break;
+    case 1:
+        work(Group<1>{}, k);
+        break;
+    default:
+        break;
     }
 }
 
@@ -125,50 +160,102 @@ void triangle(const Qol16s* x, const Qol16s* y, int len, int k, Qol32s* pDst) {
 
 namespace {
 
-constexpr int kTapBlock = 256, kOutBlock = 256, kGroup = 4;
-
-/// Pairs (v[m], v[m+1]) of a sequence that counts as zero outside 0 <= m < len; count pairs from
-/// first on.
-void pairUp(const Qol16s* v, int len, int first, int count, Qol32s* pairs) {
-    int m = 0;
-    for (; m < count && first + m < -1; ++m) {
-        pairs[m] = 0;
-    }
-    if (m < count && first + m == -1) {
-        pairs[m++] = static_cast<Qol32s>(static_cast<Qol32u>(len > 0 ? v[0] : 0) << 16);
-    }
-    for (; m + 8 <= count && first + m + 9 <= len; m += 8) {
-        const i128 v0 = load(v + first + m), v1 = load(v + first + m + 1);
-        store(pairs + m, _mm_unpacklo_epi16(v0, v1));
-        store(pairs + m + 4, _mm_unpackhi_epi16(v0, v1));
-    }
-    for (; m < count; ++m) {
-        const int i = first + m;
-        const Qol32u low = i < len ? static_cast<Qol16u>(v[i]) : 0u;
-        const Qol32u high = i + 1 < len ? static_cast<Qol16u>(v[i + 1]) : 0u;
-        pairs[m] = static_cast<Qol32s>(low | high << 16);
+/// Rectangular sums of few taps, eight lags at once; lags 8 or more.
+void fewTaps(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, int lags) {
+    for (int k = 0; k < lags; k += 8) {
+        k = std::min(k, lags - 8); // the last group may overlap the one before
+        i128 low = zero(), high = zero();
+        int i = 0;
+        for (; i + 2 <= len; i += 2) {
+            const i128 taps = splatPair(x + i), y0 = load(y + k + i), y1 = load(y + k + i + 1);
+            low = add32(low, maddPairs(taps, _mm_unpacklo_epi16(y0, y1)));
+            high = add32(high, maddPairs(taps, _mm_unpackhi_epi16(y0, y1)));
+        }
+        if (i < len) {
+            const i128 tap = splat32(static_cast<Qol16u>(x[i])), y0 = load(y + k + i);
+            low = add32(low, maddPairs(tap, _mm_unpacklo_epi16(y0, y0)));
+            high = add32(high, maddPairs(tap, _mm_unpackhi_epi16(y0, y0)));
+        }
+        store(pDst + k, low);
+        store(pDst + k + 4, high);
     }
 }
 
-/// 4 Groups outputs: pDst[n] += sum over the taps t of taps[t] v[n + Step t], from pairs (v[n], v[n
-/// + Step]). Step is 1 for correlation, -1 for convolution.
-template <int Groups, int Step>
-inline void spread(const Qol16s* taps, int count, const Qol32s* pairs, Qol32s* pDst) {
+constexpr int kTapBlock = 256, kOutBlock = 256;
+constexpr int kSlack = 16; // written behind the pairs asked for
+
+/// Step of the second element of a pair against the first, and of the outputs against the taps.
+enum Step : int { forward = 1, backward = -1 };
+
+/// The elements from number `from` to the end as the low ones of a vector, zeros behind: at most
+/// eight.
+inline i128 lastElements(const Qol16s* v, int from, int len) {
+    alignas(16) static constexpr Qol8s kShift[32] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
+                                                     11, 12, 13, 14, 15, -1, -1, -1, -1, -1, -1,
+                                                     -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+    if (from >= len) {
+        return zero();
+    }
+    if (len >= 8) {
+        return _mm_shuffle_epi8(load(v + len - 8), load(kShift + 2 * (8 - (len - from))));
+    }
+    alignas(16) Qol16s copy[8] = {};
+    std::copy(v + from, v + len, copy);
+    return load(copy);
+}
+
+/// Eight pairs from m on: (v[m], v[m+1]) forward, (v[m+1], v[m]) backward.
+template <Step step>
+inline void storePairs(Qol32s* pairs, i128 v0, i128 v1) {
+    store(pairs, step == forward ? _mm_unpacklo_epi16(v0, v1) : _mm_unpacklo_epi16(v1, v0));
+    store(pairs + 4, step == forward ? _mm_unpackhi_epi16(v0, v1) : _mm_unpackhi_epi16(v1, v0));
+}
+
+/// Pairs of neighbours of a sequence that counts as zero outside 0 <= m < len; count pairs from
+/// first on.
+template <Step step>
+void pairUp(const Qol16s* v, int len, int first, int count, Qol32s* pairs) {
+    const int zeros = std::min(count, -first);
+    for (int m = 0; m < zeros; m += 4) {
+        store(pairs + m, zero());
+    }
+    int m = std::max(zeros, 0);
+    if (zeros > 0) {
+        const auto edge = static_cast<Qol32u>(static_cast<Qol16u>(v[0]));
+        pairs[zeros - 1] = static_cast<Qol32s>(step == forward ? edge << 16 : edge);
+    }
+    for (; m < count && first + m + 9 <= len; m += 8) {
+        storePairs<step>(pairs + m, load(v + first + m), load(v + first + m + 1));
+    }
+    if (m < count) {
+        const i128 rest = lastElements(v, first + m, len);
+        storePairs<step>(pairs + m, rest, _mm_srli_si128(rest, 2));
+        m += 8;
+    }
+    for (; m < count; m += 4) {
+        store(pairs + m, zero());
+    }
+}
+
+/// 4 Groups outputs: pDst[n] = (more ? pDst[n] : 0) + sum over the taps t of taps[t] v[n + step t],
+/// from the pairs v[n], v[n + step].
+template <int Groups, Step step>
+inline void spread(const Qol16s* taps, int count, const Qol32s* pairs, Qol32s* pDst, bool more) {
     i128 acc[Groups];
     for (int g = 0; g < Groups; ++g) {
-        acc[g] = load(pDst + 4 * g);
+        acc[g] = more ? load(pDst + 4 * g) : zero();
     }
     int t = 0;
     for (; t + 2 <= count; t += 2) {
         const i128 tap = splatPair(taps + t);
         for (int g = 0; g < Groups; ++g) {
-            acc[g] = add32(acc[g], maddPairs(tap, load(pairs + 4 * g + Step * t)));
+            acc[g] = add32(acc[g], maddPairs(tap, load(pairs + 4 * g + step * t)));
         }
     }
     if (t < count) {
         const i128 tap = splat32(static_cast<Qol16u>(taps[t]));
         for (int g = 0; g < Groups; ++g) {
-            acc[g] = add32(acc[g], maddPairs(tap, load(pairs + 4 * g + Step * t)));
+            acc[g] = add32(acc[g], maddPairs(tap, load(pairs + 4 * g + step * t)));
         }
     }
     for (int g = 0; g < Groups; ++g) {
@@ -176,31 +263,35 @@ inline void spread(const Qol16s* taps, int count, const Qol32s* pairs, Qol32s* p
     }
 }
 
-/// Correlation sums over at most kTapBlock taps and kOutBlock lags added to out (whose size is
-/// rounded up to 4); y is zero from len on, and the lag k looks at y[i + k].
-void spreadCorr(const Qol16s* x, int taps, const Qol16s* y, int len, Qol32s* out, int lags) {
-    alignas(16) Qol32s pairs[kTapBlock + kOutBlock + 16];
-    pairUp(y, len, 0, taps + ((lags + 3) & ~3), pairs);
-    int k = 0;
-    for (; k + 12 < lags; k += 16) {
-        spread<4, 1>(x, std::min(taps, len - k), pairs + k, out + k);
+/// Outputs in groups, count of them rounded up to 4; taps(n, outputs) tells how many taps the
+/// outputs from n on see.
+template <Step step, typename Taps>
+inline void spreadAll(const Qol16s* x, Taps taps, const Qol32s* pairs, Qol32s* out, int count,
+                      bool more) {
+    int n = 0;
+    for (; n + 12 < count; n += 16) {
+        spread<4, step>(x, taps(n, 16), pairs + n, out + n, more);
     }
-    for (; k + 4 < lags; k += 8) {
-        spread<2, 1>(x, std::min(taps, len - k), pairs + k, out + k);
+    for (; n + 4 < count; n += 8) {
+        spread<2, step>(x, taps(n, 8), pairs + n, out + n, more);
     }
-    if (k < lags) {
-        spread<1, 1>(x, std::min(taps, len - k), pairs + k, out + k);
+    if (n < count) {
+        spread<1, step>(x, taps(n, 4), pairs + n, out + n, more);
     }
 }
 
-/// All correlation sums in blocks; y has yLen elements and is zero behind them.
-void corrBySpread(const Qol16s* x, int len, const Qol16s* y, int yLen, Qol32s* pDst, int lags) {
+/// Triangular sums in blocks of lags and taps.
+void triangleBySpread(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, int lags) {
     alignas(16) Qol32s out[kOutBlock];
+    alignas(16) Qol32s pairs[kTapBlock + kOutBlock + kSlack];
     for (int k = 0; k < lags; k += kOutBlock) {
         const int count = std::min(kOutBlock, lags - k);
-        std::fill_n(out, (count + 3) & ~3, 0);
-        for (int i = 0; i < len && i + k < yLen; i += kTapBlock) {
-            spreadCorr(x + i, std::min(kTapBlock, len - i), y + i + k, yLen - i - k, out, count);
+        for (int i = 0; i + k < len; i += kTapBlock) {
+            const int taps = std::min(kTapBlock, len - k - i);
+            pairUp<forward>(y, len, i + k, taps + ((count + 3) & ~3), pairs);
+            // The lag k + n meets the taps below len - k - n only.
+            const auto seen = [=](int n, int) { return std::min(taps, len - k - i - n); };
+            spreadAll<forward>(x + i, seen, pairs, out, count, i > 0);
         }
         std::memcpy(pDst + k, out, sizeof(Qol32s) * static_cast<std::size_t>(count));
     }
@@ -209,31 +300,17 @@ void corrBySpread(const Qol16s* x, int len, const Qol16s* y, int yLen, Qol32s* p
 } // namespace
 
 void corrLags(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, int lags) {
-    if (len < 8 || (len < 32 && lags >= 16)) {
-        corrBySpread(x, len, y, len + lags - 1, pDst, lags);
+    if (len < 24 && lags >= 8) {
+        fewTaps(x, y, len, pDst, lags);
         return;
     }
-    int k = 0;
-    for (; k + 8 <= lags; k += 8) {
-        rectangle<8>(x, y + k, len, pDst + k);
+    if (len < 8) {
+        for (int k = 0; k < lags; ++k) {
+            pDst[k] = dotWrap(x, y + k, len);
+        }
+        return;
     }
-    if (lags - k >= 4) {
-        rectangle<4>(x, y + k, len, pDst + k);
-        k += 4;
-    }
-    switch (lags - k) {
-    case 3:
-        rectangle<3>(x, y + k, len, pDst + k);
-        break;
-    case 2:
-        rectangle<2>(x, y + k, len, pDst + k);
-        break;
-    case 1:
-        rectangle<1>(x, y + k, len, pDst + k);
-        break;
-    default:
-        break;
-    }
+    inGroups(lags, [=]<int Lags>(Group<Lags>, int k) { rectangle<Lags>(x, y + k, len, pDst + k); });
 }
 
 void corrTriangle(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, int lags) {
@@ -244,54 +321,31 @@ void corrTriangle(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, int l
     // Long sums of few lags along the signal; the others, and what remains too short, by taps.
     int k = 0;
     if (len >= 4 * lags || len > 2 * kTapBlock) {
-        for (; k + 8 <= lags && len - k >= 24; k += 8) {
-            triangle<8>(x, y, len, k, pDst + k);
-        }
-        for (; k + 4 <= lags && len - k >= 24; k += 4) {
-            triangle<4>(x, y, len, k, pDst + k);
-        }
-        for (; k < lags && len - k >= 24; ++k) {
-            triangle<1>(x, y, len, k, pDst + k);
-        }
+        k = std::min(lags, std::max(0, len - 23));
+        inGroups(k,
+                 [=]<int Lags>(Group<Lags>, int at) { triangle<Lags>(x, y, len, at, pDst + at); });
     }
     if (k < lags) {
-        corrBySpread(x, len - k, y + k, len - k, pDst + k, lags - k);
+        triangleBySpread(x, y + k, len - k, pDst + k, lags - k);
     }
 }
 
-void convTruncated(const Qol16s* a, const Qol16s* b, Qol32s* pDst, int first, int total) {
-    const int len = first + total;
+void convTruncated(const Qol16s* a, const Qol16s* b, Qol32s* pDst, int first, int count) {
     alignas(16) Qol32s out[kOutBlock];
-    alignas(16) Qol32s pairs[kTapBlock + kOutBlock + 16];
+    alignas(16) Qol32s pairs[kTapBlock + kOutBlock + kSlack];
+    const int len = first + count;
     for (int n = first; n < len; n += kOutBlock) {
-        const int count = std::min(kOutBlock, len - n), padded = (count + 3) & ~3;
-        std::fill_n(out, padded, 0);
-        for (int k = 0; k < n + count; k += kTapBlock) {
-            // pairs[i] = (b[m-1], b[m]) with m = n - k - before + i: the taps are swapped to match
-            // below.
-            const int taps = std::min(kTapBlock, n + count - k), before = (taps + 1) & ~1;
-            pairUp(b, len, n - k - before - 1, before + padded, pairs);
-            alignas(16) Qol16s swapped[kTapBlock];
-            for (int t = 0; t < taps; t += 2) {
-                swapped[t + 1] = a[k + t];
-                swapped[t] = t + 1 < taps ? a[k + t + 1] : Qol16s{0};
-            }
-            // The output m of the block needs the taps k to n + m only.
-            int m = 0;
-            const auto used = [&](int outputs) {
-                return std::min(before, (n + m + outputs - k + 1) & ~1);
-            };
-            for (; m + 12 < count; m += 16) {
-                spread<4, -1>(swapped, used(16), pairs + before + m, out + m);
-            }
-            for (; m + 4 < count; m += 8) {
-                spread<2, -1>(swapped, used(8), pairs + before + m, out + m);
-            }
-            if (m < count) {
-                spread<1, -1>(swapped, used(4), pairs + before + m, out + m);
-            }
+        const int outputs = std::min(kOutBlock, len - n);
+        for (int k = 0; k < n + outputs; k += kTapBlock) {
+            // The output n with the tap k sees b[n - k], as the second of its pair the element
+            // before; the pairs begin where the last tap wants them.
+            const int taps = std::min(kTapBlock, n + outputs - k);
+            pairUp<backward>(b, len, n - k - taps - 1, taps + ((outputs + 3) & ~3), pairs);
+            // Outputs before n + m + many need no taps from there on.
+            const auto seen = [=](int m, int many) { return std::min(taps, n + m + many - k); };
+            spreadAll<backward>(a + k, seen, pairs + taps, out, outputs, k > 0);
         }
-        std::memcpy(pDst + (n - first), out, sizeof(Qol32s) * static_cast<std::size_t>(count));
+        std::memcpy(pDst + (n - first), out, sizeof(Qol32s) * static_cast<std::size_t>(outputs));
     }
 }
 

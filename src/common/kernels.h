@@ -71,33 +71,4 @@ void corrTriangle(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, int l
 /// response of a filter to a block. a and b have first + count elements.
 void convTruncated(const Qol16s* a, const Qol16s* b, Qol32s* pDst, int first, int count);
 
-/// Calls use(sum, lag) for the lags lo to hi in rising order with the sum of x[i] y[i+lag] over i
-/// below len.
-template <typename Use>
-inline void forLags(const Qol16s* x, const Qol16s* y, int len, int lo, int hi, Use use) {
-    constexpr int kBatch = 64;
-    Qol32s sums[kBatch];
-    for (Qol64s first = lo; first <= hi; first += kBatch) {
-        const int count = static_cast<int>(hi - first < kBatch ? hi - first + 1 : kBatch);
-        corrLags(x, y + first, len, sums, count);
-        for (int k = 0; k < count; ++k) {
-            use(sums[k], static_cast<int>(first) + k);
-        }
-    }
-}
-
-/// The same in falling order of the lag, from hi to lo.
-template <typename Use>
-inline void forLagsFalling(const Qol16s* x, const Qol16s* y, int len, int lo, int hi, Use use) {
-    constexpr int kBatch = 64;
-    Qol32s sums[kBatch];
-    for (Qol64s last = hi; last >= lo; last -= kBatch) {
-        const int count = static_cast<int>(last - lo < kBatch ? last - lo + 1 : kBatch);
-        corrLags(x, y + (last - count + 1), len, sums, count);
-        for (int k = 0; k < count; ++k) {
-            use(sums[count - 1 - k], static_cast<int>(last) - k);
-        }
-    }
-}
-
 } // namespace qolsc

@@ -26,6 +26,55 @@ inline void offer(Best<T>& best, T value, int lag) {
     }
 }
 
+// ---- 16-bit sums in batches: most batches hold nothing better, which their maximum tells at once
+// ----
+
+constexpr int kBatch = 64;
+
+Qol32s largest(const Qol32s* sums, int count) {
+    using namespace simd;
+    int i = 0;
+    i128 v = splat32(sums[0]);
+    for (; i + 4 <= count; i += 4) {
+        v = _mm_max_epi32(v, load(sums + i));
+    }
+    v = _mm_max_epi32(v, _mm_shuffle_epi32(v, 0x4E));
+    v = _mm_max_epi32(v, _mm_shuffle_epi32(v, 0xB1));
+    Qol32s m = _mm_cvtsi128_si32(v);
+    for (; i < count; ++i) {
+        m = std::max(m, sums[i]);
+    }
+    return m;
+}
+
+/// Offers the sums of x[i] y[i + lag] for the lags lo to hi in rising order.
+void searchRising(Best<Qol32s>& best, const Qol16s* x, const Qol16s* y, int len, int lo, int hi) {
+    Qol32s sums[kBatch];
+    for (Qol64s first = lo; first <= hi; first += kBatch) {
+        const int count = static_cast<int>(std::min<Qol64s>(kBatch, hi - first + 1));
+        corrLags(x, y + first, len, sums, count);
+        if (const Qol32s m = largest(sums, count); m > best.value) {
+            best = {m, static_cast<Qol32s>(first + (std::find(sums, sums + count, m) - sums))};
+        }
+    }
+}
+
+/// The same in falling order.
+void searchFalling(Best<Qol32s>& best, const Qol16s* x, const Qol16s* y, int len, int lo, int hi) {
+    Qol32s sums[kBatch];
+    for (Qol64s last = hi; last >= lo; last -= kBatch) {
+        const int count = static_cast<int>(std::min<Qol64s>(kBatch, last - lo + 1));
+        corrLags(x, y + (last - count + 1), len, sums, count);
+        if (const Qol32s m = largest(sums, count); m > best.value) {
+            int k = count - 1;
+            while (sums[k] != m) {
+                --k;
+            }
+            best = {m, static_cast<Qol32s>(last - count + 1 + k)};
+        }
+    }
+}
+
 // ---- float sums: four lags at once, eight lanes each; the last len % 8 products by masked loads
 // ----
 
@@ -115,7 +164,7 @@ QolStatus qolsAutoCorrLagMax_Fwd_16s(const Qol16s* pSrc, Qol32s len, Qol32s lowe
         return qolStsSizeErr;
     }
     Best<Qol32s> best{std::numeric_limits<Qol32s>::min(), lowerLag};
-    forLags(pSrc, pSrc, len, lowerLag, upperLag, [&](Qol32s c, int lag) { offer(best, c, lag); });
+    searchRising(best, pSrc, pSrc, len, lowerLag, upperLag);
     *pMax = best.value;
     *pMaxLag = best.lag;
     return qolStsNoErr;
@@ -129,11 +178,10 @@ QolStatus qolsAutoCorrLagMax_Inv_16s(const Qol16s* pSrc, Qol32s len, Qol32s lowe
     if (len < 1) {
         return qolStsSizeErr;
     }
-    Best<Qol32s> best{std::numeric_limits<Qol32s>::min(), lowerLag};
-    forLagsFalling(pSrc, pSrc, len, -upperLag, -lowerLag,
-                   [&](Qol32s c, int lag) { offer(best, c, -lag); });
+    Best<Qol32s> best{std::numeric_limits<Qol32s>::min(), -lowerLag};
+    searchFalling(best, pSrc, pSrc, len, -upperLag, -lowerLag);
     *pMax = best.value;
-    *pMaxLag = best.lag;
+    *pMaxLag = -best.lag;
     return qolStsNoErr;
 }
 
@@ -165,7 +213,7 @@ QolStatus qolsCrossCorrLagMax_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, Qol3
         return qolStsRangeErr;
     }
     Best<Qol32s> best{0, lag};
-    forLagsFalling(pSrc1, pSrc2, len, 0, lag, [&](Qol32s c, int l) { offer(best, c, l); });
+    searchFalling(best, pSrc1, pSrc2, len, 0, lag);
     *pMax = best.value;
     *pMaxLag = best.lag;
     return qolStsNoErr;
