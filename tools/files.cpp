@@ -53,8 +53,9 @@ void writeFile(const std::string& path, const std::vector<std::uint8_t>& bytes) 
     if (!file) {
         fail(name + ": cannot write: " + std::strerror(errno));
     }
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size() &&
-                         std::fflush(file.get()) == 0;
+    const bool written =
+        (bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size()) &&
+        std::fflush(file.get()) == 0;
     if (!written) {
         fail(name + ": cannot write: " + std::strerror(errno));
     }

@@ -342,7 +342,8 @@ std::string prepare(Replay& r) {
     if (!sequence) {
         r.memory.clear();
     }
-    for (const auto& [arg, size] : r.meta.value("memory", Json::object()).items()) {
+    const Json memory = r.meta.value("memory", Json::object());
+    for (const auto& [arg, size] : memory.items()) {
         if (!r.memory.contains(arg)) {
             r.memory[arg] = makeBuffer(size.get<std::size_t>());
             clear(r.memory[arg]);
