@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: Apache-2.0
+// LP analysis, taming, fixed codebook and gains of the G.729 encoders (3.1 to 3.2.5, 3.8 to 3.10).
+#include "codecs/g729/analysis.h"
+
+#include "numeric/basop.h"
+#include "qolsc.h"
+
+#include <algorithm>
+
+namespace qolsc::tools::g729 {
+
+using namespace basop;
+
+namespace {
+
+constexpr Qol16s kHighPass_Q12[6] = {4096, 7807, -3733, 1899, -3798, 1899}; // 140 Hz, halved
+constexpr Qol16s kInitialLsf_Q13[kOrder] = {2339,  4679,  7018,  9358,  11698,
+                                            14037, 16377, 18717, 21056, 23396};
+
+constexpr int kTamingFrom = 40, kZone = 40;
+constexpr Qol32s kTamingThreshold = 983040000;                          // 60000, Q14
+constexpr Qol16s kTamedGain_Q14 = 15564;                                // 0.95
+constexpr Qol16s kMinSharpening_Q14 = 3277, kMaxSharpening_Q14 = 13017; // 0.2, 0.7945
+
+/// Autocorrelation, recursion and LSP; an unstable filter gives way to the last stable one.
+void analyseLp(Analysis& a, Grid grid, LpFrame& lp) {
+    Qol16s exponent = 0, rc[2] = {}, residualEnergy = 0;
+    Qol32s r[13];
+    qolsAutoCorr_G729B(a.speech.data(), &exponent, r);
+    for (Qol32s& x : r) {
+        x &= ~1; // double-precision format
+    }
+    qolsLagWindow_G729_32s_I(r + 1, kOrder);
+    if (qolsLevinsonDurbin_G729B(r, lp.lpc[1].data(), rc, &residualEnergy) == qolStsNoErr) {
+        a.stable = lp.lpc[1];
+        a.stableRc = {rc[0], rc[1]};
+    }
+    lp.lpc[1] = a.stable;
+    lp.rc = a.stableRc;
+    const auto toLsp = grid == Grid::main ? qolsLPCToLSP_G729_16s : qolsLPCToLSP_G729A_16s;
+    toLsp(lp.lpc[1].data(), a.oldLsp.data(), lp.lsp.data());
+}
+
+/// LSP half way between two frames.
+Lsp middleLsp(const Lsp& old, const Lsp& next) {
+    Lsp m;
+    qolsInterpolate_G729_16s(old.data(), next.data(), m.data(), kOrder);
+    return m;
+}
+
+int zoneOf(int place) { return place / kZone; }
+
+/// Adds the vector's own samples a lag before, from the lag on (3.8).
+void sharpen(Subframe& v, int lag, Qol16s gain_Q15) {
+    for (int i = lag; i < kSubframe; ++i) {
+        v[i] = add(v[i], mult(v[i - lag], gain_Q15));
+    }
+}
+
+/// Response of the weighted synthesis filter to the four pulses, in the order of the tracks.
+Subframe filterPulses(const Subframe& response, int positions, int signs) {
+    Subframe y{};
+    for (int p = 0; p < 4; ++p) {
+        const int k = positions >> (3 * p) & (p < 3 ? 7 : 15);
+        const int at = p < 3 ? 5 * k + p : 5 * (k >> 1) + 3 + (k & 1);
+        for (int i = at; i < kSubframe; ++i) {
+            y[i] = signs >> p & 1 ? add(y[i], response[i - at]) : sub(y[i], response[i - at]);
+        }
+    }
+    return y;
+}
+
+/// Search of the fixed codebook on the target less the pitch contribution.
+Subframe searchFixed(SubframeState& s, const Subframe& target, const Subframe& response,
+                     int subframe, Search search, Qol16s* index) {
+    Subframe correlation, code;
+    alignas(32) std::array<Qol16s, 616> matrix;
+    qolsCrossCorr_NormM_16s(response.data(), target.data(), kSubframe, correlation.data());
+    qolsToeplizMatrix_G729_16s(response.data(), matrix.data());
+    if (search == Search::depthFirst) {
+        qolsFixedCodebookSearch_G729A_16s(correlation.data(), matrix.data(), code.data(), index);
+    } else {
+        qolsFixedCodebookSearch_G729_16s(correlation.data(), matrix.data(), code.data(), index,
+                                         &s.searchTimes, static_cast<Qol16s>(subframe));
+    }
+    return code;
+}
+
+} // namespace
+
+void initAnalysis(Analysis& a) {
+    qolsHighPassFilterInit_G729(kHighPass_Q12, a.highPass.data());
+    for (int row = 0; row < 4; ++row) {
+        std::copy_n(kInitialLsf_Q13, kOrder, a.lsfHistory.data() + row * kOrder);
+    }
+}
+
+void analyseFrame(Analysis& a, const std::int16_t* pcm, Grid grid, LpFrame& lp, Qol16s* lspCodes) {
+    Qol16s* input = a.speech.data() + kWindow - kFrameSamples;
+    std::copy_n(pcm, kFrameSamples, input);
+    qolsHighPassFilter_G729_16s_ISfs(input, kFrameSamples, 12, a.highPass.data());
+    analyseLp(a, grid, lp);
+
+    Lsp quant;
+    qolsLSPQuant_G729_16s(lp.lsp.data(), a.lsfHistory.data(), quant.data(), lspCodes);
+    lp.middle = middleLsp(a.oldLsp, lp.lsp);
+    qolsLSPToLPC_G729_16s(lp.middle.data(), lp.lpc[0].data());
+    qolsLSPToLPC_G729_16s(middleLsp(a.oldQuantLsp, quant).data(), lp.quant[0].data());
+    qolsLSPToLPC_G729_16s(quant.data(), lp.quant[1].data());
+    a.oldLsp = lp.lsp;
+    a.oldQuantLsp = quant;
+}
+
+void advance(Analysis& a) {
+    std::copy(a.speech.begin() + kFrameSamples, a.speech.end(), a.speech.begin());
+}
+
+bool mustTame(const Taming& t, int lag, int fraction) {
+    const int place = fraction > 0 ? lag + 1 : lag;
+    Qol32s worst = -1;
+    for (int zone = zoneOf(std::max(place - 50, 0)); zone <= zoneOf(place + 8); ++zone) {
+        worst = std::max(worst, t.error[static_cast<std::size_t>(zone)]);
+    }
+    return worst > kTamingThreshold;
+}
+
+void updateTaming(Taming& t, Qol16s gain, int lag) {
+    const auto next = [gain](Qol32s e) {
+        return L_add(0x4000, L_shl(Mpy_32_16(L_Extract(e), gain), 1));
+    };
+    Qol32s worst = -1;
+    if (lag < kTamingFrom) {
+        const Qol32s once = next(t.error[0]);
+        worst = std::max({worst, once, next(once)});
+    } else {
+        for (int zone = zoneOf(lag - kTamingFrom); zone <= zoneOf(lag - 1); ++zone) {
+            worst = std::max(worst, next(t.error[static_cast<std::size_t>(zone)]));
+        }
+    }
+    std::copy_backward(t.error.begin(), t.error.end() - 1, t.error.end());
+    t.error[0] = worst;
+}
+
+void codeSubframe(SubframeState& s, PitchPart& p, int subframe, Search search,
+                  SubframeCodes& codes) {
+    const bool tame = mustTame(s.taming, p.lag.integer, p.lag.fraction);
+    const Qol16s gain = tame ? std::min(p.gain, kTamedGain_Q14) : p.gain;
+    Subframe target2;
+    qolsAdaptiveCodebookContribution_G729_16s(gain, p.filtered.data(), p.target.data(),
+                                              target2.data());
+    const Qol16s sharpening = shl(s.sharpening, 1);
+    if (p.lag.integer < kSubframe) {
+        sharpen(p.response, p.lag.integer, sharpening);
+    }
+    Qol16s index[2];
+    Subframe code = searchFixed(s, target2, p.response, subframe, search, index);
+    codes.sign = index[0];
+    codes.position = index[1];
+    const Subframe filteredCode = filterPulses(p.response, index[1], index[0]);
+    if (p.lag.integer < kSubframe) {
+        sharpen(code, p.lag.integer, sharpening);
+    }
+
+    Qol16s quant[2]; // pitch gain Q14, code gain Q1
+    qolsGainQuant_G729_16s(p.target.data(), p.filtered.data(), code.data(), filteredCode.data(),
+                           s.energyHistory.data(), quant, codes.gain, tame ? 1 : 0);
+    s.sharpening = std::clamp(quant[0], kMinSharpening_Q14, kMaxSharpening_Q14);
+    Qol16s* exc = s.excitation.data() + kPastExcitation + subframe * kSubframe;
+    for (int i = 0; i < kSubframe; ++i) {
+        exc[i] = round_fx(L_shl(L_mac(L_mult(exc[i], quant[0]), code[i], quant[1]), 1));
+    }
+    updateTaming(s.taming, quant[0], p.lag.integer);
+    for (int i = 0; i < kOrder; ++i) {
+        const int n = kSubframe - kOrder + i;
+        const Qol16s pitch = extract_h(L_shl(L_mult(p.filtered[n], quant[0]), 1));
+        const Qol16s fixed = extract_h(L_shl(L_mult(filteredCode[n], quant[1]), 2));
+        s.weightedMemory[i] = sub(p.target[n], add(pitch, fixed));
+    }
+}
+
+void codeLag(FrameCodes& codes, int subframe, Lag lag, int first) {
+    if (subframe == 0) {
+        codes.sub[0].lag = static_cast<Qol16s>(encodeLag0(lag));
+        codes.parity = static_cast<Qol16s>(lagParity(codes.sub[0].lag));
+    } else {
+        codes.sub[1].lag = static_cast<Qol16s>(encodeLag1(lag, secondWindow(first)));
+    }
+}
+
+void advance(SubframeState& s) {
+    std::copy(s.excitation.begin() + kFrameSamples, s.excitation.end(), s.excitation.begin());
+}
+
+} // namespace qolsc::tools::g729

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+// Encoder of the G.729 main body at 8 kbit/s, assembled from the library's exports.
+#include "codecs/g729/encoder.h"
+
+#include "codecs/g729/analysis.h"
+#include "numeric/basop.h"
+#include "qolsc.h"
+
+#include <algorithm>
+
+namespace qolsc::tools::g729 {
+
+using namespace basop;
+
+namespace {
+
+/// Bandwidth expansions of the perceptual weighting filter A(z/g1)/A(z/g2), Q15.
+struct Gammas {
+    Qol16s g1, g2;
+};
+
+/// State of their adaptation (3.3).
+struct Adaptation {
+    bool smooth = true;             ///< the spectrum is flat
+    std::array<Qol16s, 2> oldLar{}; ///< log area ratios, Q11
+};
+
+struct Encoder {
+    Analysis analysis;
+    SubframeState sub;
+    Adaptation adaptation;
+    std::array<Qol16s, kPastWeighted + kFrameSamples> weighted{};
+    std::array<Qol16s, kOrder> synthesisMemory{};
+    std::array<Qol16s, kOrder> errorMemory{}; ///< speech less its synthesis
+};
+
+/// Weighting filter of a subframe.
+struct Weighting {
+    Lpc zeros, poles;
+};
+
+/// Log area ratio of a reflection coefficient by four straight lines, Q11.
+Qol16s logAreaRatio(Qol16s rc) {
+    const Qol16s c = static_cast<Qol16s>(abs_s(rc) >> 4);
+    const auto line = [c](Qol16s slope, Qol32s offset) {
+        return wrap16(L_sub(L_mult(static_cast<Qol16s>(c >> 1), slope), offset) >> 11);
+    };
+    const Qol16s lar = c <= 1299   ? c
+                       : c <= 1815 ? line(4567, 3271557)
+                       : c <= 1944 ? line(11776, 16357786)
+                                   : line(27443, 46808433);
+    return rc < 0 ? negate(lar) : lar;
+}
+
+/// Least distance of neighbouring frequencies of an LSP vector, Q16 of the sampling rate.
+Qol16s leastDistance(const Lsp& lsp) {
+    Lsp lsf;
+    qolsLSPToLSF_Norm_G729_16s(lsp.data(), lsf.data());
+    for (Qol16s& f : lsf) {
+        f = shl(f, 1);
+    }
+    Qol16s least = MAX_16;
+    for (int i = 1; i < kOrder; ++i) {
+        least = std::min(least, sub(lsf[i], lsf[i - 1]));
+    }
+    return least;
+}
+
+/// Gammas of a subframe from its log area ratios and LSP.
+Gammas adapt(Adaptation& a, Qol16s lar0, Qol16s lar1, const Lsp& lsp) {
+    if (a.smooth && lar0 < -3562 && lar1 > 1336) {
+        a.smooth = false;
+    } else if (!a.smooth && (lar0 > -3116 || lar1 < 890)) {
+        a.smooth = true;
+    }
+    if (a.smooth) {
+        return {30802, 19661}; // 0.94, 0.6
+    }
+    const Qol16s g2 = shl(sub(1024, mult(19302, leastDistance(lsp))), 5);
+    return {32113, std::clamp(g2, Qol16s{13107}, Qol16s{22938})}; // 0.98, 0.4 to 0.7
+}
+
+/// Weighting filters of both subframes.
+void weightingFilters(Adaptation& a, const LpFrame& lp, Weighting* w) {
+    const std::array<Qol16s, 2> lar = {logAreaRatio(lp.rc[0]), logAreaRatio(lp.rc[1])};
+    const auto middle = [&a, &lar](int i) {
+        return static_cast<Qol16s>((a.oldLar[i] + lar[i]) >> 1);
+    };
+    const Gammas gammas[2] = {adapt(a, middle(0), middle(1), lp.middle),
+                              adapt(a, lar[0], lar[1], lp.lsp)};
+    a.oldLar = lar;
+    for (int k = 0; k < 2; ++k) {
+        const Qol16s* lpc = lp.lpc[k].data();
+        qolsMulPowerC_NR_16s_Sfs(lpc, gammas[k].g1, w[k].zeros.data(), kCoeffs, 15);
+        qolsMulPowerC_NR_16s_Sfs(lpc, gammas[k].g2, w[k].poles.data(), kCoeffs, 15);
+    }
+}
+
+/// Weighted speech of both subframes.
+void weightSpeech(Encoder& e, const Weighting* w) {
+    for (int k = 0; k < 2; ++k) {
+        const int at = k * kSubframe;
+        Qol16s* out = e.weighted.data() + kPastWeighted + at;
+        Subframe residual;
+        qolsResidualFilter_G729_16s(e.analysis.speech.data() + kCurrent + at, w[k].zeros.data(),
+                                    residual.data());
+        qolsSynthesisFilter_NR_16s_Sfs(w[k].poles.data(), residual.data(), out, kSubframe, 12,
+                                       out - kOrder);
+    }
+}
+
+/// Impulse response of the weighted synthesis filter.
+Subframe impulseResponse(const Lpc& quant, const Weighting& w) {
+    constexpr Qol16s kNoMemory[kOrder] = {};
+    Subframe h{};
+    std::copy(w.zeros.begin(), w.zeros.end(), h.begin());
+    qolsSynthesisFilter_NR_16s_Sfs(quant.data(), h.data(), h.data(), kSubframe, 12, kNoMemory);
+    qolsSynthesisFilter_NR_16s_Sfs(w.poles.data(), h.data(), h.data(), kSubframe, 12, kNoMemory);
+    return h;
+}
+
+/// LP residual into the excitation; target of the pitch search from it.
+void makeTarget(Encoder& e, const Lpc& quant, const Weighting& w, int subframe, Subframe& target) {
+    Qol16s* residual = e.sub.excitation.data() + kPastExcitation + subframe * kSubframe;
+    std::array<Qol16s, kOrder + kSubframe> error;
+    std::copy(e.errorMemory.begin(), e.errorMemory.end(), error.begin());
+    qolsResidualFilter_G729_16s(e.analysis.speech.data() + kCurrent + subframe * kSubframe,
+                                quant.data(), residual);
+    qolsSynthesisFilter_NR_16s_Sfs(quant.data(), residual, error.data() + kOrder, kSubframe, 12,
+                                   e.errorMemory.data());
+    qolsResidualFilter_G729_16s(error.data() + kOrder, w.zeros.data(), target.data());
+    qolsSynthesisFilter_NR_16s_Sfs(w.poles.data(), target.data(), target.data(), kSubframe, 12,
+                                   e.sub.weightedMemory.data());
+}
+
+/// Local synthesis of the coded subframe.
+void synthesise(Encoder& e, const Lpc& quant, int subframe) {
+    Subframe speech;
+    const Qol16s* exc = e.sub.excitation.data() + kPastExcitation + subframe * kSubframe;
+    qolsSynthesisFilter_NR_16s_Sfs(quant.data(), exc, speech.data(), kSubframe, 12,
+                                   e.synthesisMemory.data());
+    for (int i = 0; i < kOrder; ++i) {
+        const int n = kSubframe - kOrder + i;
+        e.synthesisMemory[i] = speech[n];
+        e.errorMemory[i] = sub(e.analysis.speech[kCurrent + subframe * kSubframe + n], speech[n]);
+    }
+}
+
+/// Codes of a subframe; returns its integer lag.
+int encodeSubframe(Encoder& e, const Lpc& quant, const Weighting& w, int subframe, int nearLag,
+                   FrameCodes& codes) {
+    PitchPart p;
+    p.response = impulseResponse(quant, w);
+    makeTarget(e, quant, w, subframe, p.target);
+    Qol16s delay[2];
+    Subframe vector;
+    qolsAdaptiveCodebookSearch_G729_16s(nearLag, p.target.data(), p.response.data(),
+                                        e.sub.excitation.data() + subframe * kSubframe, delay,
+                                        vector.data(), static_cast<Qol16s>(subframe));
+    p.lag = {delay[0], delay[1]};
+    codeLag(codes, subframe, p.lag, nearLag);
+    qolsAdaptiveCodebookGain_G729_16s(p.target.data(), p.response.data(), vector.data(),
+                                      p.filtered.data(), &p.gain);
+    codeSubframe(e.sub, p, subframe, Search::nested, codes.sub[subframe]);
+    synthesise(e, quant, subframe);
+    return p.lag.integer;
+}
+
+} // namespace
+
+void* openEncoder(const Codec&, const CodecSettings&) {
+    auto* e = new Encoder;
+    initAnalysis(e->analysis);
+    return e;
+}
+
+void closeEncoder(void* encoder) { delete static_cast<Encoder*>(encoder); }
+
+void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
+    Encoder& e = *static_cast<Encoder*>(encoder);
+    FrameCodes codes{};
+    LpFrame lp;
+    Weighting w[2];
+    analyseFrame(e.analysis, pcm, Grid::main, lp, codes.lsp);
+    weightingFilters(e.adaptation, lp, w);
+    weightSpeech(e, w);
+    Qol16s openLag = 0;
+    qolsOpenLoopPitchSearch_G729_16s(e.weighted.data() + kPastWeighted, &openLag);
+
+    int lag = openLag;
+    for (int k = 0; k < 2; ++k) {
+        lag = encodeSubframe(e, lp.quant[k], w[k], k, lag, codes);
+    }
+    packFrame(codes, frame);
+    advance(e.analysis);
+    advance(e.sub);
+    std::copy(e.weighted.begin() + kFrameSamples, e.weighted.end(), e.weighted.begin());
+}
+
+} // namespace qolsc::tools::g729
