@@ -14,6 +14,9 @@ inline constexpr int kBlock = kPerTrack * kPerTrack;
 inline constexpr int kMatrixBlocks = 9;
 inline constexpr int kMatrixSize = kFcbSubframe + kMatrixBlocks * kBlock;
 
+/// Position in natural order of a place in track order, 8 t + k.
+constexpr int positionOf(int place) { return kTracks * (place % kPerTrack) + place / kPerTrack; }
+
 /// Number of the block of cross terms of two tracks in the 616-element matrix, or -1. The first
 /// track is the outer index of the block.
 inline constexpr int kBlockOf[kTracks][kTracks] = {{-1, 0, 1, 2, 3},

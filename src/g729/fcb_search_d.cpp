@@ -50,9 +50,6 @@ void _qolsToeplizMatrix_G729D_16s32s(const Qol16s* pSrcImpulseResponse, Matrix& 
     });
 }
 
-/// Position in natural order of a place in track order.
-int positionOf(int place) { return kTracks * (place % kPerTrack) + place / kPerTrack; }
-
 /// One pass over a pair of tracks; true when it found a better pair, in track order.
 bool ownSearch_G729D(const SignedCorrelation& s, const Matrix& m, int pass, Best& best, int* outer,
                      int* inner) {
