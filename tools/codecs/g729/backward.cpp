@@ -53,6 +53,18 @@ BackwardFilter analyseBackward(Backward& b) {
     return expanded;
 }
 
+BackwardFilter recoverBackward(Backward& b, const BackwardFilter& filter, bool lost) {
+    BackwardFilter mixed{};
+    for (std::size_t i = 0; i < mixed.size(); ++i) {
+        mixed[i] = saturate16((filter[i] * (4096 - b.recovery) >> 12) +
+                              (b.beforeLoss[i] * b.recovery >> 12));
+    }
+    if (lost && !b.lastLost) {
+        b.beforeLoss = mixed;
+    }
+    return mixed;
+}
+
 void interpolateBackward(Backward& b, const BackwardFilter& filter,
                          Qol16s (*lpc)[kBackwardCoeffs]) {
     const int c = b.interpolation = std::max(0, b.interpolation - kInterpolationStep);
@@ -63,12 +75,15 @@ void interpolateBackward(Backward& b, const BackwardFilter& filter,
     }
 }
 
-void updateBackward(Backward& b, bool backward, const Qol16s* lpc, int order,
-                    const Qol16s* speech) {
+void updateBackward(Backward& b, bool lost, const Qol16s* lpc, int order, const Qol16s* speech) {
+    const bool backward = order == kBackwardOrder;
     if (!backward) {
         b.interpolation = kInterpolationStart;
     }
+    b.recovery = lost ? 4096 : backward ? std::max(0, b.recovery - 2048) : 0;
+    b.lastLost = lost;
     b.lastBackward = backward;
+    b.run = backward ? b.run + 1 : 0;
     b.previous.fill(0);
     std::copy_n(lpc, order + 1, b.previous.begin());
     constexpr int kNew = 80;

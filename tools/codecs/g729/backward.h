@@ -21,6 +21,10 @@ struct Backward {
     BackwardFilter fitting{4096};                  ///< last one without a saturated coefficient
     BackwardFilter previous{4096};                 ///< of the subframe before, at any mode
     int interpolation = 4506;                      ///< weight of the previous filter, Q12
+    BackwardFilter beforeLoss{4096}; ///< filter of the first frame of the last loss
+    int recovery = 0;                ///< weight of beforeLoss, Q12: 1 behind a loss, then halved
+    bool lastLost = false;
+    int run = 0; ///< backward frames in a row
     int forwardFrames = 0, backwardFrames = 0;
     bool dominant = false; ///< backward frames by far the most
     bool lastBackward = false;
@@ -31,11 +35,14 @@ void initBackward(Backward& b);
 /// Filter of this frame from the speech before it, with its bandwidth expanded.
 BackwardFilter analyseBackward(Backward& b);
 
+/// The filter that a backward frame starts from: behind a loss the one before it holds on.
+BackwardFilter recoverBackward(Backward& b, const BackwardFilter& filter, bool lost);
+
 /// Filters of the two subframes of a backward frame.
 void interpolateBackward(Backward& b, const BackwardFilter& filter, Qol16s (*lpc)[kBackwardCoeffs]);
 
-/// Takes note of a frame's mode, its last filter and its speech (80 samples).
-void updateBackward(Backward& b, bool backward, const Qol16s* lpc, int order, const Qol16s* speech);
+/// Takes note of a frame: whether it was lost, its last filter and its speech (80 samples).
+void updateBackward(Backward& b, bool lost, const Qol16s* lpc, int order, const Qol16s* speech);
 
 /// Counts the mode of a frame of 11.8 kbit/s.
 void countMode(Backward& b, bool backward);

@@ -37,7 +37,7 @@ void interpolateLpc(Synthesis& s, const Qol16s* lsp) {
 
 void decodeLpc(Synthesis& s, const FrameInput& in, const BackwardFilter& filter) {
     if (in.bits == kBits11800 && in.backward) {
-        interpolateBackward(s.backward, filter, s.lpc);
+        interpolateBackward(s.backward, recoverBackward(s.backward, filter, in.bad), s.lpc);
         s.order = kBackwardOrder;
         return;
     }
@@ -116,16 +116,18 @@ void codeVector(Synthesis& s, const FrameInput& in, int i, Qol16s* code) {
 
 /// Gains of an erased subframe at 11.8 kbit/s.
 void concealGain(Synthesis& s, Qol32s energy) {
-    // The first lost frame keeps the code gain; from the second on both gains are muted.
-    const bool first = s.lostSubframes < 2;
+    // The first lost frame keeps the code gain, the second mutes from its second subframe on. Long
+    // runs of backward frames are taken for music: they hold out longer and fade slowly.
+    const int lost = s.lostSubframes++;
+    const bool stationary = s.backward.run >= 15;
+    if (lost > (stationary ? 11 : 2)) {
+        s.muting = mult(s.muting, stationary ? Qol16s{32604} : Qol16s{32112});
+    }
     const Qol16s kept = s.gain[1];
-    s.lostSubframes += 1;
     qolsDecodeGain_G729I_16s(energy, s.muting, s.energyErrors, nullptr, s.gain);
-    if (first) {
-        s.gain[0] = 15564;
+    if (lost < 2) {
+        s.gain[0] = stationary ? Qol16s{16384} : Qol16s{15564};
         s.gain[1] = kept;
-    } else {
-        s.muting = mult(s.muting, 32112);
     }
 }
 
@@ -292,7 +294,7 @@ void synthesizeFrame(Synthesis& s, const FrameInput& in) {
     }
     std::copy_n(s.excitation + kFrameSamples, kPastExcitation, s.excitation);
     s.noiseBefore = !s.active;
-    updateBackward(s.backward, s.order == kBackwardOrder, s.lpc[1], s.order, s.speech + kMaxOrder);
+    updateBackward(s.backward, in.bad, s.lpc[1], s.order, s.speech + kMaxOrder);
 }
 
 } // namespace qolsc::tools::g729
