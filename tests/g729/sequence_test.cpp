@@ -96,6 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Sequence{"annexe_algthme.bit", "annexe_algthme.pst", &kMain},
                     Sequence{"annexe_fixed35.bit", "annexe_fixed35.pst", &kMain},
                     Sequence{"annexe_switch.bit", "annexe_switch.pst", &kMain},
+                    Sequence{"annexe_erasuree.bit", "annexe_erasuree.pst", &kMain},
                     Sequence{"annexi_dm19.b10", "annexi_dm19.o10", &kMain},
                     Sequence{"annexi_dm19.b12", "annexi_dm19.o12", &kMain}),
     nameOf);

@@ -21,8 +21,8 @@ struct Backward {
     BackwardFilter fitting{4096};                  ///< last one without a saturated coefficient
     BackwardFilter previous{4096};                 ///< of the subframe before, at any mode
     int interpolation = 4506;                      ///< weight of the previous filter, Q12
-    BackwardFilter beforeLoss{4096}; ///< filter of the first frame of the last loss
-    int recovery = 0;                ///< weight of beforeLoss, Q12: 1 behind a loss, then halved
+    BackwardFilter beforeLoss{4096};               ///< filter of the first frame of the last loss
+    int recovery = 0; ///< weight of beforeLoss, Q12: 1 behind a loss, then halved
     bool lastLost = false;
     int run = 0; ///< backward frames in a row
     int forwardFrames = 0, backwardFrames = 0;

@@ -84,7 +84,7 @@ Lag lagOf(Synthesis& s, const FrameInput& in, int i) {
                     : in.bits == kBits6400 ? decodeLag1Short(code, secondWindow(s.lags[0]))
                                            : decodeLag1(code, secondWindow(s.lags[0]));
     s.lag = lag.integer;
-    s.lastLag = lag;
+    s.lastLag = track(s.tracker, lag);
     return lag;
 }
 

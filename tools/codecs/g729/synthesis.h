@@ -6,6 +6,7 @@
 #include "codecs/g729/backward.h"
 #include "codecs/g729/bits.h"
 #include "codecs/g729/noise.h"
+#include "codecs/g729/tracker.h"
 
 #include <array>
 
@@ -70,7 +71,8 @@ struct Synthesis {
     Backward backward;
 
     // Concealment of Annex E.
-    Lag lastLag{60, 0};
+    PitchTracker tracker;
+    Lag lastLag{60, 0};    ///< as the tracker left it
     Qol16s muting = 32767; ///< of the gains, Q15
     int lostSubframes = 0;
 
