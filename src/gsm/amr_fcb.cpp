@@ -159,7 +159,9 @@ void algebraicSearch(Qol16s lag, Qol16s pitchGain, const Qol16s* pTarget, const 
     PulseProblem problem;
     preparePulses(pTarget, pLtpRes, pImpulse, book, problem);
     PulseSet best;
-    searchPlain(problem, book, subFrame, work, best);
+    if (!searchLanes(problem, book, subFrame, work, best)) {
+        searchPlain(problem, book, subFrame, work, best);
+    }
     packPulses(best, problem.sign, pImpulse, book, subFrame, pFixedVec, pFiltFixedVec, pIndices);
     sharpen(pFixedVec);
 }

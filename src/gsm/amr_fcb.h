@@ -68,10 +68,9 @@ bool searchLanes(const PulseProblem& problem, Codebook book, int subFrame, Fixed
                  PulseSet& best);
 
 /// The parts of searchLanes: 2 to 4 pulses, 8 and 10 pulses.
-bool searchSparse(const PulseProblem& problem, Codebook book, int subFrame, TrackMatrix<5>& m,
-                  PulseSet& best);
+bool searchSparse(Codebook book, int subFrame, const TrackMatrix<5>& m, PulseSet& best);
 template <int Tracks>
-bool searchDense(const PulseProblem& problem, TrackMatrix<Tracks>& m, PulseSet& best);
+bool searchDense(const PulseProblem& problem, const TrackMatrix<Tracks>& m, PulseSet& best);
 
 /// Fills dn, diag and the blocks of the matrix: bit t of rows[c] asks for the rows of track t by
 /// the columns of track (t + c) % Tracks. Sums must not saturate.
