@@ -198,7 +198,7 @@ QolStatus qolsAdaptiveCodebookSearch_GSMAMR_16s(const Qol16s* pTarget, const Qol
                                                 Qol32s valRate) QOL_NOEXCEPT;
 
 /** Decoding of the lag, or concealment, and the adaptive vector; TS 26.090 §6.1, TS 26.091 §6. A
- *  lag outside 11 to 143, which no encoder makes, is held inside.
+ *  lag outside 11 to 144, which no encoder makes, is held inside.
  *  @param[in]     valLagIndex         code of the lag, 0 to 511
  *  @param[in,out] pPrevLag            whole lag of the last subframe: the caller stores *pLag there
  *                                     after each one; raised by concealment below 12.2

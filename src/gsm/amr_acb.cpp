@@ -304,8 +304,9 @@ QolStatus qolsAdaptiveCodebookDecode_GSMAMR_16s(Qol32s valLagIndex, Qol16s* pPre
     const Lag lag = valRate == kRate122 ? decodeLag122(index, absolute, valBfi != 0, memory)
                                         : decodeLagBelow122(index, absolute, valBfi != 0,
                                                             keepDecoded, rules, memory);
-    // Codes and memories that no encoder makes must not lead outside the buffer.
-    const int whole = std::clamp(lag.whole, kTaps + 1, kMaxLag);
+    // Codes and memories that no encoder makes must not lead outside the buffer. Lag 144 is the
+    // neighbour that fractions below it belong to.
+    const int whole = std::clamp(lag.whole, kTaps + 1, kMaxLag + 1);
     *pLag = static_cast<Qol16s>(whole);
     Qol16s* exc = pExc + kExcPast;
     adaptiveVector(exc, whole, lag.frac, rules.thirds);

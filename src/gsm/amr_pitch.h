@@ -56,7 +56,7 @@ constexpr int fourBitReference(int prevLag, LagWindow w) {
     return w.high - p > 4 ? w.high - 4 : p;
 }
 
-/// Adaptive vector of 40 samples at exc from the samples before it; lag 11 to 143, the fraction in
+/// Adaptive vector of 40 samples at exc from the samples before it; lag 11 to 144, the fraction in
 /// thirds or sixths of a sample. Plain form, then with eight samples a step.
 void adaptiveVectorPlain(Qol16s* exc, int lag, int frac, bool thirds);
 void adaptiveVector(Qol16s* exc, int lag, int frac, bool thirds);
