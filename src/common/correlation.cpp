@@ -50,21 +50,26 @@ void _qolsCrossCorr_Norm_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, int len, 
         // A run of lags of the triangle is the triangle of what lies behind its first lag.
         corrTriangle(pSrc1, pSrc2 + k, len - k, sums, count);
     };
-    Qol32s largest = 0;
+    Qol32s highest = 0, lowest = 0;
     for (int k = 0; k < len; k += kKept) {
         const int count = std::min(kKept, len - k);
         batch(k, count);
         for (int j = 0; j < count; ++j) {
-            largest = std::max(largest, basop::L_abs(sums[j]));
+            highest = std::max(highest, sums[j]);
+            lowest = std::min(lowest, sums[j]);
         }
     }
+    // With n the norm no sum reaches 2^(31-n), so that the shift leaves at most 15 - mode bits.
+    const Qol32s largest = std::max(highest, basop::L_abs(lowest));
     const int shift = 16 + mode - std::min(norm(largest), 15 + mode);
     for (int k = 0; k < len; k += kKept) {
         const int count = std::min(kKept, len - k);
         if (len > kKept) {
             batch(k, count);
         }
-        ownConvert_32s16s_sfs(sums, pDst + k, count, shift);
+        for (int j = 0; j < count; ++j) {
+            pDst[k + j] = static_cast<Qol16s>(sums[j] >> shift);
+        }
     }
 }
 

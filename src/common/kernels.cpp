@@ -37,17 +37,21 @@ inline Qol64s total(const WideSum& s, int lanes) {
 
 /// At most kBlock elements.
 inline Qol64s dotBlock(const Qol16s* a, const Qol16s* b, int len) {
-    Qol64s rest = 0;
-    int i = 0;
+    if (len < 8) {
+        Qol64s sum = 0;
+        for (int i = 0; i < len; ++i) {
+            sum += Qol32s{a[i]} * b[i];
+        }
+        return sum;
+    }
     WideSum s;
+    int i = 0;
     for (; i <= len - 8; i += 8) {
         addWide(s, maddPairs(load(a + i), load(b + i)));
     }
-    const Qol64s sum = total(s, i / 2);
-    for (; i < len; ++i) {
-        rest += Qol32s{a[i]} * b[i];
-    }
-    return sum + rest;
+    const i128 rest = _mm_and_si128(load(a + len - 8), lastMask(len - i));
+    addWide(s, maddPairs(rest, load(b + len - 8)));
+    return total(s, i / 2 + 4);
 }
 
 } // namespace
@@ -160,24 +164,44 @@ void triangle(const Qol16s* x, const Qol16s* y, int len, int k, Qol32s* pDst) {
 
 namespace {
 
-/// Rectangular sums of few taps, eight lags at once; lags 8 or more.
-void fewTaps(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, int lags) {
-    for (int k = 0; k < lags; k += 8) {
-        k = std::min(k, lags - 8); // the last group may overlap the one before
-        i128 low = zero(), high = zero();
-        int i = 0;
-        for (; i + 2 <= len; i += 2) {
-            const i128 taps = splatPair(x + i), y0 = load(y + k + i), y1 = load(y + k + i + 1);
-            low = add32(low, maddPairs(taps, _mm_unpacklo_epi16(y0, y1)));
-            high = add32(high, maddPairs(taps, _mm_unpackhi_epi16(y0, y1)));
+/// Rectangular sums of few taps for 8 Groups lags at once.
+template <int Groups>
+inline void fewTaps(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst) {
+    i128 low[Groups], high[Groups];
+    for (int g = 0; g < Groups; ++g) {
+        low[g] = high[g] = zero();
+    }
+    const auto add = [&](i128 taps, const Qol16s* y0, const Qol16s* y1) {
+        for (int g = 0; g < Groups; ++g) {
+            const i128 v0 = load(y0 + 8 * g), v1 = load(y1 + 8 * g);
+            low[g] = add32(low[g], maddPairs(taps, _mm_unpacklo_epi16(v0, v1)));
+            high[g] = add32(high[g], maddPairs(taps, _mm_unpackhi_epi16(v0, v1)));
         }
-        if (i < len) {
-            const i128 tap = splat32(static_cast<Qol16u>(x[i])), y0 = load(y + k + i);
-            low = add32(low, maddPairs(tap, _mm_unpacklo_epi16(y0, y0)));
-            high = add32(high, maddPairs(tap, _mm_unpackhi_epi16(y0, y0)));
-        }
-        store(pDst + k, low);
-        store(pDst + k + 4, high);
+    };
+    int i = 0;
+    for (; i + 2 <= len; i += 2) {
+        add(splatPair(x + i), y + i, y + i + 1);
+    }
+    if (i < len) {
+        add(splat32(static_cast<Qol16u>(x[i])), y + i, y + i);
+    }
+    for (int g = 0; g < Groups; ++g) {
+        store(pDst + 8 * g, low[g]);
+        store(pDst + 8 * g + 4, high[g]);
+    }
+}
+
+/// The same for 8 lags or more; the last eight may overlap those before.
+void fewTapsAll(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, int lags) {
+    int k = 0;
+    for (; k + 16 <= lags; k += 16) {
+        fewTaps<2>(x, y + k, len, pDst + k);
+    }
+    for (; k + 8 <= lags; k += 8) {
+        fewTaps<1>(x, y + k, len, pDst + k);
+    }
+    if (k < lags) {
+        fewTaps<1>(x, y + lags - 8, len, pDst + lags - 8);
     }
 }
 
@@ -301,7 +325,7 @@ void triangleBySpread(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, i
 
 void corrLags(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, int lags) {
     if (len < 24 && lags >= 8) {
-        fewTaps(x, y, len, pDst, lags);
+        fewTapsAll(x, y, len, pDst, lags);
         return;
     }
     if (len < 8) {
