@@ -5,6 +5,7 @@
 #include "codecs/streams.h"
 #include "failure.h"
 #include "files.h"
+#include "resample.h"
 
 #include <sndfile.h>
 
@@ -189,6 +190,21 @@ std::vector<std::uint8_t> rawBytes(std::span<const std::int16_t> samples, bool o
     return bytes;
 }
 
+// ---- channels ----
+
+Audio mixed(const Audio& audio) {
+    Audio mono{audio.rate, 1, {}};
+    const auto channels = static_cast<std::size_t>(audio.channels);
+    for (std::size_t i = 0; i + channels <= audio.samples.size(); i += channels) {
+        int sum = 0;
+        for (std::size_t c = 0; c < channels; ++c) {
+            sum += audio.samples[i + c];
+        }
+        mono.samples.push_back(static_cast<std::int16_t>(sum / audio.channels));
+    }
+    return mono;
+}
+
 } // namespace
 
 Audio readAudio(const std::string& path, const RawFormat& raw) {
@@ -204,34 +220,29 @@ Audio readAudio(const std::string& path, const RawFormat& raw) {
     return audio;
 }
 
-Audio readMono(const std::string& path, int rate, bool mix, const RawFormat& raw,
-               const std::string& user) {
+Audio readMono(const std::string& path, int rate, const Adaptation& adaptation,
+               const RawFormat& raw, const std::string& user) {
     Audio audio = readAudio(path, raw);
     const std::string name = shownName(path, true);
-    if (audio.rate != rate) {
+    const std::string sox = "sox " + (path == "-" ? "IN.wav" : path);
+    if (audio.rate != rate && !adaptation.resample) {
         const std::string wanted = std::to_string(rate);
         fail(name + ": " + std::to_string(audio.rate) + " Hz, but " + user + " takes " + wanted +
-             " Hz; convert it: sox " + (path == "-" ? "IN.wav" : path) + " -r " + wanted +
+             " Hz; add --resample, or convert it: " + sox + " -r " + wanted +
              (audio.channels > 1 ? " -c 1" : "") + " OUT.wav");
     }
-    if (audio.channels == 1) {
-        return audio;
-    }
-    if (!mix) {
+    if (audio.channels > 1 && !adaptation.mix) {
         fail(name + ": " + std::to_string(audio.channels) +
-             " channels, but one is taken; add --mix for their mean, or convert it: sox " +
-             (path == "-" ? "IN.wav" : path) + " -c 1 OUT.wav");
+             " channels, but one is taken; add --mix for their mean, or convert it: " + sox +
+             " -c 1 OUT.wav");
     }
-    Audio mono{audio.rate, 1, {}};
-    const auto channels = static_cast<std::size_t>(audio.channels);
-    for (std::size_t i = 0; i + channels <= audio.samples.size(); i += channels) {
-        int sum = 0;
-        for (std::size_t c = 0; c < channels; ++c) {
-            sum += audio.samples[i + c];
-        }
-        mono.samples.push_back(static_cast<std::int16_t>(sum / audio.channels));
+    if (audio.channels > 1) {
+        audio = mixed(audio);
     }
-    return mono;
+    if (audio.rate != rate) {
+        audio = Audio{rate, 1, resample(audio.samples, audio.rate, rate)};
+    }
+    return audio;
 }
 
 void writeAudio(const std::string& path, std::span<const std::int16_t> samples, int rate,

@@ -28,10 +28,15 @@ struct RawFormat {
 /// Reads a file or "-"; fails on what is missing, empty, cut short or no audio.
 Audio readAudio(const std::string& path, const RawFormat& raw = {});
 
-/// The same with the demands of a codec or filter: the rate, and one channel (with `mix`, the mean
-/// of several).
-Audio readMono(const std::string& path, int rate, bool mix, const RawFormat& raw,
-               const std::string& user);
+/// What to do with a file that isn't as its user wants it; without, it is refused.
+struct Adaptation {
+    bool mix = false;      ///< take the mean of several channels
+    bool resample = false; ///< convert the sample rate
+};
+
+/// The same with the demands of a codec or filter: the rate and one channel.
+Audio readMono(const std::string& path, int rate, const Adaptation& adaptation,
+               const RawFormat& raw, const std::string& user);
 
 /// Writes one channel of 16-bit samples; the name's extension tells the format (.wav, .au, .flac,
 /// .raw), WAV where it has none. With a raw format of its own: samples as they are, companded or

@@ -21,7 +21,7 @@ Run setUpEncode(CLI::App& app) {
         const StreamForm& form = formNamed(codec, options->stream);
         CodecSettings settings = settingsOf(*options, codec);
         settings.law = Law::linear; // encoders take linear samples, expanded when they were read
-        const Audio audio = readMono(options->in, codec.sampleRate, options->mix,
+        const Audio audio = readMono(options->in, codec.sampleRate, options->adaptation,
                                      rawFormatOf(*options, codec), codec.name);
         writeFile(options->out,
                   writeStream(codec, form, encodeAll(codec, settings, audio.samples)));

@@ -141,7 +141,7 @@ void roundtrip(const CodecOptions& options) {
     const CodecSettings settings = settingsOf(options, codec);
     const RawFormat raw = rawFormatOf(options, codec);
     const double loss = lossOf(options);
-    Audio audio = readMono(options.in, codec.sampleRate, options.mix, raw, codec.name);
+    Audio audio = readMono(options.in, codec.sampleRate, options.adaptation, raw, codec.name);
     Samples decoded;
     const Roundtrip trip =
         runThrough(codec, settings, std::move(audio.samples), loss, options.seed, decoded);

@@ -28,7 +28,8 @@ void addCodecOptions(CLI::App& app, CodecOptions& options) {
 }
 
 void addEncoderOptions(CLI::App& app, CodecOptions& options) {
-    app.add_flag("--mix", options.mix, "Take the mean of several channels");
+    app.add_flag("--mix", options.adaptation.mix, "Take the mean of several channels");
+    app.add_flag("--resample", options.adaptation.resample, "Convert the sample rate");
     app.add_flag("--dtx", options.dtx, "Discontinuous transmission: code pauses as comfort noise");
     app.add_option("--detector", options.detector,
                    "Activity detector, where the codec has several");

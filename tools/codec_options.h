@@ -16,7 +16,7 @@ struct CodecOptions {
     std::string out;
     std::string stream;
     int rawRate = 0;
-    bool mix = false;
+    Adaptation adaptation;
     bool dtx = false;
     std::string law;
     bool octets = false;

@@ -102,7 +102,9 @@ TEST_F(Program, badInputIsOneLineAndNonZero) {
 TEST_F(Program, wrongRateTellsHowToConvert) {
     writeAudio(at("wide.wav"), speech, 16000);
     expectError("qolsc encode --codec g726-32 wide.wav out",
-                {"16000 Hz", "8000 Hz", "sox wide.wav -r 8000"});
+                {"16000 Hz", "8000 Hz", "--resample", "sox wide.wav -r 8000"});
+    expectSilentSuccess("qolsc encode --codec g726-32 --resample wide.wav out");
+    EXPECT_EQ(readFile(at("out")).size(), speech.size() / 2 / 2) << "half the rate, half an octet";
     expectError("qolsc decode --codec g726-32 --raw 16000 in.wav out", {"16000", "8000 Hz"});
 }
 
