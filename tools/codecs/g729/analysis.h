@@ -10,10 +10,8 @@
 
 namespace qolsc::tools::g729 {
 
-inline constexpr int kOrder = 10, kCoeffs = kOrder + 1;
 inline constexpr int kWindow = 240;  ///< samples of the LP analysis
 inline constexpr int kCurrent = 120; ///< place of the current frame among them
-inline constexpr int kPastExcitation = 154;
 inline constexpr int kPastWeighted = 143;
 
 using Lpc = std::array<Qol16s, kCoeffs>; ///< Q12

@@ -11,6 +11,8 @@ namespace qolsc::tools::g729 {
 inline constexpr int kFrameSamples = 80;
 inline constexpr int kSubframe = 40;
 inline constexpr int kFrameBits = 80;
+inline constexpr int kOrder = 10, kCoeffs = kOrder + 1; ///< of the LP filter
+inline constexpr int kPastExcitation = 154;
 
 /// Codes of a subframe.
 struct SubframeCodes {

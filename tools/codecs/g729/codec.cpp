@@ -1,37 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
-// Codec records of the G.729 main body and its Annexes D (6.4 kbit/s) and E (11.8 kbit/s).
+// Codec record of the G.729 main body. Its decoder takes frames of Annexes B, D and E too.
+#include "codecs/g729/bits.h"
 #include "codecs/g729/decoder.h"
-
+#include "codecs/g729/encoder.h"
+#include "codecs/g729/forms.h"
 #include "codecs/streams.h"
 
 namespace qolsc::tools {
 
 namespace {
-
-const StreamForm* const kForms[] = {&kPacked, &kSerial};
-
-constexpr Codec record(const char* name, const char* title, int bits) {
-    return Codec{.name = name,
-                 .title = title,
-                 .sampleRate = 8000,
-                 .frameSamples = 80,
-                 .granule = 80,
-                 .frameBits = bits,
-                 .forms = kForms,
-                 .openEncoder = nullptr,
-                 .closeEncoder = nullptr,
-                 .encode = nullptr,
-                 .openDecoder = g729::openDecoder,
-                 .closeDecoder = g729::closeDecoder,
-                 .decode = g729::decode,
-                 .delay = 120};
+const StreamForm* const kForms[] = {&kPacked, &g729::kSerialFrames};
 }
 
-} // namespace
-
-extern const Codec kG729, kG729_6400, kG729_11800;
-const Codec kG729 = record("g729", "ITU-T G.729, 8 kbit/s", 80);
-const Codec kG729_6400 = record("g729-6.4", "ITU-T G.729 Annex D, 6.4 kbit/s", 64);
-const Codec kG729_11800 = record("g729-11.8", "ITU-T G.729 Annex E, 11.8 kbit/s", 118);
+extern const Codec kG729;
+const Codec kG729{.name = "g729",
+                  .title = "ITU-T G.729, 8 kbit/s",
+                  .sampleRate = 8000,
+                  .frameSamples = g729::kFrameSamples,
+                  .granule = g729::kFrameSamples,
+                  .frameBits = g729::kFrameBits,
+                  .forms = kForms,
+                  .openEncoder = g729::openEncoder,
+                  .closeEncoder = g729::closeEncoder,
+                  .encode = g729::encode,
+                  .openDecoder = g729::openDecoder,
+                  .closeDecoder = g729::closeDecoder,
+                  .decode = g729::decode,
+                  .delay = 40};
 
 } // namespace qolsc::tools

@@ -12,8 +12,6 @@
 
 namespace qolsc::tools::g729 {
 
-inline constexpr int kOrder = 10, kCoeffs = kOrder + 1;
-inline constexpr int kPastExcitation = 154;
 inline constexpr int kMaxOrder = kBackwardOrder;
 inline constexpr int kBits6400 = 64, kBits11800 = 118;
 
