@@ -19,6 +19,8 @@ extern const Codec kG729, kG729A;
 extern const Codec kGsmFullRate;
 // ---- AMR ----
 // ---- AMR-WB ----
+extern const Codec kAMRWB_660, kAMRWB_885, kAMRWB_1265, kAMRWB_1425, kAMRWB_1585, kAMRWB_1825,
+    kAMRWB_1985, kAMRWB_2305, kAMRWB_2385;
 
 namespace {
 const Codec* const kCodecs[] = {
@@ -36,7 +38,8 @@ const Codec* const kCodecs[] = {
     &kGsmFullRate,
     // ---- AMR ----
     // ---- AMR-WB ----
-    nullptr};
+    &kAMRWB_660, &kAMRWB_885, &kAMRWB_1265, &kAMRWB_1425, &kAMRWB_1585, &kAMRWB_1825, &kAMRWB_1985,
+    &kAMRWB_2305, &kAMRWB_2385, nullptr};
 } // namespace
 
 std::span<const Codec* const> allCodecs() {
