@@ -4,67 +4,12 @@
 // outputs, which needs no sum across lanes.
 #include "common/kernels.h"
 
-#include "numeric/rules.h"
-
 #include <algorithm>
 #include <type_traits>
 
 namespace qolsc {
 
 using namespace simd;
-
-namespace {
-
-/// Exact sum of maddPairs results. A result lies in -(2^31 - 2^16) to 2^31, so that less 1 it is a
-/// signed word; its halves are summed apart, each without overflow over kBlock products.
-struct WideSum {
-    i128 low = zero(), high = zero();
-};
-constexpr int kBlock = 8 * 16384;
-
-inline void addWide(WideSum& s, i128 pairs) {
-    const i128 p = add32(pairs, splat32(-1));
-    s.low = add32(s.low, _mm_and_si128(p, splat32(0xFFFF)));
-    s.high = add32(s.high, _mm_srai_epi32(p, 16));
-}
-
-inline Qol64s total(const WideSum& s, int lanes) {
-    const i128 low =
-        add64(_mm_cvtepu32_epi64(s.low), _mm_cvtepu32_epi64(_mm_unpackhi_epi64(s.low, s.low)));
-    const i128 high = add64(widenLow64(s.high), widenHigh64(s.high));
-    return sum64(high) * 65536 + sum64(low) + lanes;
-}
-
-/// At most kBlock elements.
-inline Qol64s dotBlock(const Qol16s* a, const Qol16s* b, int len) {
-    if (len < 8) {
-        Qol64s sum = 0;
-        for (int i = 0; i < len; ++i) {
-            sum += Qol32s{a[i]} * b[i];
-        }
-        return sum;
-    }
-    WideSum s;
-    int i = 0;
-    for (; i <= len - 8; i += 8) {
-        addWide(s, maddPairs(load(a + i), load(b + i)));
-    }
-    const i128 rest = _mm_and_si128(load(a + len - 8), lastMask(len - i));
-    addWide(s, maddPairs(rest, load(b + len - 8)));
-    return total(s, i / 2 + 4);
-}
-
-} // namespace
-
-Qol64s dotExact(const Qol16s* a, const Qol16s* b, int len) {
-    Qol64s sum = 0;
-    for (int i = 0; i < len; i += std::min(kBlock, len - i)) {
-        sum += dotBlock(a + i, b + i, std::min(kBlock, len - i));
-    }
-    return sum;
-}
-
-Qol64s energyExact(const Qol16s* a, int len) { return dotExact(a, a, len); }
 
 // ---- sums along the signal, a group of lags ----
 

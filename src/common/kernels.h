@@ -6,6 +6,7 @@
 #pragma once
 
 #include "vector/simd.h"
+#include "vector/vector.h"
 
 #include <cstddef>
 #include <cstring>
@@ -55,10 +56,18 @@ inline Qol32s dotWrap(const Qol16s* a, const Qol16s* b, int len) {
     return sum32(add32(add32(s0, s1), maddPairs(rest, load(b + len - 8))));
 }
 
-/// Exact 64-bit dot product.
-Qol64s dotExact(const Qol16s* a, const Qol16s* b, int len);
+/// Exact 64-bit dot product; 0 for no elements.
+inline Qol64s dotExact(const Qol16s* a, const Qol16s* b, int len) {
+    Qol64s sum = 0;
+    qolsDotProd_16s64s(a, b, len, &sum);
+    return sum;
+}
 /// Exact energy.
-Qol64s energyExact(const Qol16s* a, int len);
+inline Qol64s energyExact(const Qol16s* a, int len) {
+    Qol64s sum = 0;
+    qolsNorm_L2Sqr_16s64s_Sfs(a, len, &sum, 0);
+    return sum;
+}
 
 /// pDst[k] = sum of x[i] y[i+k] over i below len, k below lags; y has len + lags - 1 elements.
 void corrLags(const Qol16s* x, const Qol16s* y, int len, Qol32s* pDst, int lags);
