@@ -12,5 +12,5 @@ for preset in release asan; do
   cmake --preset "$preset" -DQOLSC_BUILD_BENCH=OFF >/dev/null
   cmake --build --preset "$preset" -j "$jobs" | tail -1
   echo "== $preset: testing"
-  ctest --test-dir "build/$preset" -j "$jobs" --output-on-failure --progress
+  ctest --test-dir "build/$preset" -j "$jobs" --output-on-failure
 done

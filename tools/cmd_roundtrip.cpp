@@ -24,6 +24,7 @@ struct Roundtrip {
     Samples input;
     Samples output; ///< aligned with the input, of its length
     std::size_t frames = 0;
+    std::size_t codedSamples = 0; ///< what the frames stand for
     std::size_t lost = 0;
     double bits = 0; ///< of all frames
     double encodeSeconds = 0;
@@ -65,6 +66,7 @@ Roundtrip runThrough(const Codec& codec, const CodecSettings& settings, Samples 
     start = std::chrono::steady_clock::now();
     decoded = decodeAll(codec, settings, frames);
     trip.decodeSeconds = secondsSince(start);
+    trip.codedSamples = decoded.size();
 
     decoded.erase(decoded.begin(),
                   decoded.begin() + static_cast<std::ptrdiff_t>(std::min(delay, decoded.size())));
@@ -77,7 +79,7 @@ Roundtrip runThrough(const Codec& codec, const CodecSettings& settings, Samples 
 
 Figures figuresOf(const Codec& codec, const std::string& inputName, const Roundtrip& trip) {
     const double seconds = static_cast<double>(trip.input.size()) / codec.sampleRate;
-    const double coded = static_cast<double>(trip.frames) * codec.frameSamples / codec.sampleRate;
+    const double coded = static_cast<double>(trip.codedSamples) / codec.sampleRate;
     const Quality quality = compare(trip.input, trip.output, codec.sampleRate);
     Figures figures = {
         {"codec", std::string(codec.name) + ", " + codec.title},

@@ -186,6 +186,18 @@ TEST_F(Program, allFormsCarryTheSameCodes) {
     }
 }
 
+TEST_F(Program, sequencesOfTheRecommendationGoStraightIn) {
+    const std::string data = qolsc::test::dataPath("waveform/sequences/g726/");
+    for (const std::string rate : {"16", "40"}) {
+        const std::string options =
+            " --codec g726-" + rate + " --raw 8000 --law alaw --stream words '" + data;
+        expectSilentSuccess("qolsc encode" + options + "nrm.a' codes");
+        EXPECT_EQ(readFile(at("codes")), readFile(data + "rn" + rate + "fa.i")) << rate;
+        expectSilentSuccess("qolsc decode" + options + "rn" + rate + "fa.i' samples");
+        EXPECT_EQ(readFile(at("samples")), readFile(data + "rn" + rate + "fa.o")) << rate;
+    }
+}
+
 TEST_F(Program, cutStreamsAreRefused) {
     expectSilentSuccess("qolsc encode --codec g726-32 --stream serial in.wav coded");
     Octets coded = readFile(at("coded"));
