@@ -10,6 +10,64 @@
 extern "C" {
 #endif
 
+/** DC removal. Order 4 is a direct form of three poles, order 5 a lattice of four; both add a bias of 1e-6 that keeps
+ *  them out of denormal numbers: they are meant for samples scaled to +-32768.
+ *  @param[in]     pSrc        len samples
+ *  @param[out]    pDst        len samples; may be pSrc
+ *  @param[in]     len         count of samples, at least 1
+ *  @param[in]     order       4 or 5
+ *  @param[in]     sampleFreq  8000, 16000, 22050 or 32000 Hz; order 4 serves 8000 Hz with the coefficients of 32000 Hz
+ *  @param[in,out] pMem        order 4: 6 elements x[n-1], x[n-2], x[n-3], y[n-1], y[n-2], y[n-3]; order 5: 5 elements,
+ *                             the lattice's state; zeros at start
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: a pointer is null; qolStsSizeErr: len below 1;
+ *          qolStsRangeErr: another sampleFreq, then another order; qolStsNoOperation (nothing written): order 4, odd
+ *          len and 8000 Hz */
+QolStatus qolsHighPassFilter_RTA_32f(const Qol32f* pSrc, Qol32f* pDst, Qol32s len, Qol32s order,
+                                     Qol32s sampleFreq, Qol32f* pMem) QOL_NOEXCEPT;
+
+/** Record of one direction of the filter bank, 208 bytes. It points into the library: move it only by Init. */
+typedef struct QolsQMFState_RTA QolsQMFState_RTA;
+
+/** Size of the filter bank's record.
+ *  @param[out] pSize  208, in bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr: pSize is null */
+QolStatus qolsQMFGetStateSize_RTA_32f(Qol32s* pSize) QOL_NOEXCEPT;
+
+/** Sets a record with cleared history; one for each direction.
+ *  @param[out] pState   record of 208 bytes, aligned at 8
+ *  @param[in]  numTaps  24 or 48
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: pState is null; qolStsRangeErr: another numTaps */
+QolStatus qolsQMFInit_RTA_32f(QolsQMFState_RTA* pState, Qol32s numTaps) QOL_NOEXCEPT;
+
+/** Analysis into two bands at half the rate.
+ *  @param[in]     pSrc      len samples
+ *  @param[in]     len       even, 2 to 640
+ *  @param[out]    pDstLow   len/2 samples of the lower band; no overlap with pDstHigh
+ *  @param[out]    pDstHigh  len/2 samples of the upper band
+ *  @param[in,out] pState    record set by Init
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: a pointer is null; qolStsRangeErr: len below 1, above
+ *          640 or odd */
+QolStatus qolsQMFEncode_RTA_32f(const Qol32f* pSrc, Qol32s len, Qol32f* pDstLow, Qol32f* pDstHigh,
+                                QolsQMFState_RTA* pState) QOL_NOEXCEPT;
+
+/** Synthesis from two bands.
+ *  @param[in]     pSrcLow   len samples of the lower band
+ *  @param[in]     pSrcHigh  len samples of the upper band
+ *  @param[in]     len       1 to 320
+ *  @param[out]    pDst      2*len samples; no overlap with the sources
+ *  @param[in,out] pState    record set by Init
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: a pointer is null; qolStsRangeErr: len below 1 or
+ *          above 320 */
+QolStatus qolsQMFDecode_RTA_32f(const Qol32f* pSrcLow, const Qol32f* pSrcHigh, Qol32s len, Qol32f* pDst,
+                                QolsQMFState_RTA* pState) QOL_NOEXCEPT;
+
+/** Band-pass in two first-order stages, then the input's level restored by a smoothed gain.
+ *  @param[in,out] pSrcDst  len samples
+ *  @param[in]     len      1 to 640
+ *  @param[in,out] pMem     3 elements: last input of the first and of the second stage, gain; set by the caller at start
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: a pointer is null; qolStsSizeErr: len outside 1..640 */
+QolStatus qolsBandPassFilter_RTA_32f_I(Qol32f* pSrcDst, Qol32s len, Qol32f* pMem) QOL_NOEXCEPT;
+
 #ifdef __cplusplus
 }
 #endif
