@@ -102,7 +102,8 @@ void responseEnergies(const Qol16s* h, Qol32s* pDst);
 /// Correlations of the response delayed to positions i and j, R(i,j) = sum of h[n-i] h[n-j] over n:
 /// calls emit(first, k, second, low, high) with the eight values of track `second` for every
 /// position 5 k + first and every track. R(i,j) = R(i+1,j+1) + h[39-i] h[39-j], rows from the end,
-/// a row held by track, so that a step of one is a rotation of the tracks. |R| below 2^31.
+/// a row held by track, so that a step of one is a rotation of the tracks. The sums wrap; they do
+/// so for responses near full scale only.
 template <typename Emit>
 void correlateResponse(const Qol16s* h, Emit emit) {
     using namespace simd;

@@ -62,6 +62,7 @@ struct Decimated {
 };
 
 constexpr int kFrameInOdd = kMaxLag / 2;
+constexpr Qol64s kSmallEnergy = 0xFFFFFFFF;
 
 void decimate(const Qol16s* span, Decimated& d) {
     for (int i = 0; i < kEven - 1; ++i) {
@@ -172,9 +173,6 @@ QolStatus qolsOpenLoopPitchSearch_G729A_16s(const Qol16s* pSrc, Qol16s* pResultL
     Qol16s scaled[kSpan];
     Qol32s energyEven = 0;
     const QolStatus overflow = qolsc::qolsDotProd_G729A_16s32s(span, span, kSpan, &energyEven);
-    // A 3-bit shift leaves at most 12 bits, and a small energy of the even places tells nothing of
-    // the odd ones.
-    const bool small = overflow != qolStsNoErr || energyExact(span, kSpan) <= 0xFFFFFFFF;
     if (overflow != qolStsNoErr) {
         shiftRight(span, scaled);
         span = scaled;
@@ -185,7 +183,9 @@ QolStatus qolsOpenLoopPitchSearch_G729A_16s(const Qol16s* pSrc, Qol16s* pResultL
     Decimated d;
     decimate(span, d);
 
-    const auto lagMax = small ? lagMaxSmall : ownAutoCorrLagMax_G729A_16s;
+    // The scaling looks at the even places alone; the odd ones may be loud.
+    const auto lagMax =
+        energyExact(span, kSpan) <= kSmallEnergy ? lagMaxSmall : ownAutoCorrLagMax_G729A_16s;
     Peak peak[3] = {lagMax(d, kMinLag, 39, 1), lagMax(d, 40, 79, 1), lagMax(d, 80, kMaxLag, 2)};
     const int middle = peak[2].lag;
     offer(peak[2], correlationExact(d, middle + 1), middle + 1);

@@ -1,0 +1,296 @@
+// SPDX-License-Identifier: Apache-2.0
+// LP analysis, LSP conversions and LSF quantisers: edges, history, fixed against float on speech.
+#include "kit/data.h"
+#include "numeric/rules.h"
+#include "qolsc.h"
+#include "tables/g729_lp.h"
+#include "tables/g729_lsp.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace qolsc::test {
+namespace {
+
+using namespace tables::g729;
+
+/// Calls use(lpc, lsp) for the frames of a speech file, lsp from the fixed form.
+template <typename Use>
+void forSpeech(const char* name, Use use) {
+    const std::vector<Qol16s> speech = readWords(name);
+    std::vector<Qol16s> previous = {30000, 26000, 21000,  15000,  8000,
+                                    0,     -8000, -15000, -21000, -26000};
+    for (std::size_t at = 0; at + 240 <= speech.size(); at += 240) {
+        Qol32s r[13];
+        Qol16s norm = 0, lpc[11], rc[10], error = 0, lsp[10];
+        qolsAutoCorr_G729B(speech.data() + at, &norm, r);
+        qolsLagWindow_G729_32s_I(r + 1, 10);
+        if (qolsLevinsonDurbin_G729_32s16s(r, 10, lpc, rc, &error) != qolStsNoErr) {
+            continue;
+        }
+        qolsLPCToLSP_G729_16s(lpc, previous.data(), lsp);
+        use(r, lpc, lsp);
+        previous.assign(lsp, lsp + 10);
+    }
+}
+
+TEST(G729Lp, FloatFollowsFixedOnSpeech) {
+    int frames = 0, close = 0;
+    forSpeech("g729/sequences/annexa_pitch.in",
+              [&](const Qol32s* r, const Qol16s* lpc, const Qol16s* lsp) {
+                  Qol32f rf[11], af[11], rcf[10], error = 0, lspf[10], lspA[10], back[11];
+                  for (int i = 0; i < 11; ++i) {
+                      rf[i] = static_cast<Qol32f>(r[i]);
+                  }
+                  qolsLevinsonDurbin_G729_32f(rf, 10, af, rcf, &error);
+                  double worst = 0;
+                  for (int i = 0; i < 11; ++i) {
+                      worst = std::max(worst, std::fabs(double{af[i]} - lpc[i] / 4096.0));
+                  }
+                  EXPECT_LT(worst, 0.05);
+                  for (int i = 0; i < 11; ++i) {
+                      af[i] = static_cast<Qol32f>(lpc[i]) / 4096;
+                  }
+                  const Qol32f none[10] = {};
+                  qolsLPCToLSP_G729_32f(af, none, lspf);
+                  qolsLPCToLSP_G729A_32f(af, none, lspA);
+                  worst = 0;
+                  for (int i = 0; i < 10; ++i) {
+                      worst = std::max({worst, std::fabs(lspf[i] - lsp[i] / 32768.0),
+                                        std::fabs(double{lspf[i]} - lspA[i])});
+                  }
+                  ++frames;
+                  close += worst < 0.003;
+                  qolsLSPToLPC_G729_32f(lspf, back);
+                  for (int i = 0; i < 11; ++i) {
+                      EXPECT_NEAR(back[i], af[i], 0.02);
+                  }
+              });
+    EXPECT_GT(frames, 500);
+    EXPECT_GT(close, frames * 97 / 100);
+}
+
+TEST(G729Lp, LspReturnToTheFilter) {
+    forSpeech("g729/sequences/annexa_test.in",
+              [](const Qol32s*, const Qol16s* lpc, const Qol16s* lsp) {
+                  Qol16s back[11];
+                  qolsLSPToLPC_G729_16s(lsp, back);
+                  EXPECT_EQ(back[0], 4096);
+                  for (int i = 1; i < 11; ++i) {
+                      EXPECT_NEAR(back[i], lpc[i], 80) << i;
+                  }
+              });
+}
+
+TEST(G729Lp, RecursionOfDegenerateInput) {
+    Qol32s r[31] = {0};
+    Qol16s lpc[31], rc[30], error = 77;
+    std::fill(lpc, lpc + 31, Qol16s{5});
+    std::fill(rc, rc + 30, Qol16s{6});
+    EXPECT_EQ(qolsLevinsonDurbin_G729_32s16s(r, 10, lpc, rc, &error), qolStsOverflow);
+    EXPECT_EQ(lpc[0], 5);
+    EXPECT_EQ(rc[0], 6);
+    EXPECT_EQ(error, 77);
+    EXPECT_EQ(qolsLevinsonDurbin_G729_32s16s(r, 31, lpc, rc, &error), qolStsSizeErr);
+    // White input: lag 1 of 0 gives a reflection of 0 and the recursion goes on.
+    r[0] = 0x7FFFFFFE;
+    EXPECT_EQ(qolsLevinsonDurbin_G729_32s16s(r, 30, lpc, rc, &error), qolStsNoErr);
+    EXPECT_EQ(lpc[0], 4096);
+    EXPECT_EQ(rc[0], 0);
+    EXPECT_EQ(lpc[30], 0);
+    // Anything must do without a fault.
+    Random random;
+    for (int n = 0; n < 2000; ++n) {
+        const std::vector<Qol32s> any = noise32(random, 31);
+        const int order = static_cast<int>(uniform(random, 1, 30));
+        qolsLevinsonDurbin_G729_32s16s(any.data(), order, lpc, rc, &error);
+        qolsLPCToLSP_G729_16s(lpc, rc, rc + 10);
+    }
+}
+
+TEST(G729Lp, FloatRecursionEndsEarlyWhenUnstable) {
+    const Qol32f r[3] = {1.0F, 0.5F, 1.0F};
+    Qol32f lpc[3] = {9, 9, 9}, rc[2], error = 0;
+    EXPECT_EQ(qolsLevinsonDurbin_G729_32f(r, 2, lpc, rc, &error), qolStsNoErr);
+    EXPECT_EQ(error, 0.001F);
+    EXPECT_EQ(lpc[2], 9);
+}
+
+TEST(G729Lp, MissingRootsGiveThePreviousVector) {
+    const Qol16s lpc[11] = {4096, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32767};
+    const Qol16s previous[10] = {10, 9, 8, 7, 6, 5, 4, 3, 2, 1};
+    Qol16s lsp[10];
+    EXPECT_EQ(qolsLPCToLSP_G729_16s(lpc, previous, lsp), qolStsNoErr);
+    EXPECT_TRUE(std::equal(lsp, lsp + 10, previous));
+}
+
+TEST(G729Lp, NegativeFrequencyEndsTheConversion) {
+    Qol16s lsf[10] = {1000, 2000, 3000, -1, 5000, 6000, 7000, 8000, 9000, 10000}, lsp[10];
+    std::fill(lsp, lsp + 10, Qol16s{77});
+    EXPECT_EQ(qolsLSFToLSP_G729_16s(lsf, lsp), qolStsLsfRangeErr);
+    EXPECT_NE(lsp[2], 77);
+    EXPECT_EQ(lsp[3], 77);
+}
+
+TEST(G729Lp, FrequenciesReturn) {
+    for (int f = 100; f < 25000; f += 37) {
+        Qol16s lsf[10], lsp[10], back[10], norm[10];
+        for (int i = 0; i < 10; ++i) {
+            lsf[i] = static_cast<Qol16s>(std::min(f + 60 * i, 25600));
+        }
+        ASSERT_EQ(qolsLSFToLSP_G729_16s(lsf, lsp), qolStsNoErr);
+        qolsLSPToLSF_G729_16s(lsp, back);
+        qolsLSPToLSF_Norm_G729_16s(lsp, norm);
+        for (int i = 0; i < 10; ++i) {
+            // The slope of the arccosine makes the ends coarse.
+            const int tolerance = lsf[i] < 1000 || lsf[i] > 24700 ? 60 : 8;
+            EXPECT_NEAR(back[i], lsf[i], tolerance) << i;
+            EXPECT_NEAR(norm[i], lsf[i] * 16384 / 25736, tolerance);
+        }
+    }
+}
+
+TEST(G729Lp, InterpolationsShiftWhereTheyAreToldTo) {
+    Random random;
+    const std::vector<Qol16s> a = extremes16(random, 33), b = noise16(random, 33);
+    for (int s = 0; s < 40; s += 3) {
+        std::vector<Qol16s> apart(33), once(33);
+        qolsInterpolateC_G729_16s_Sfs(a.data(), 20000, b.data(), -13107, apart.data(), 33, s);
+        qolsInterpolateC_NR_G729_16s_Sfs(a.data(), 20000, b.data(), -13107, once.data(), 33, s);
+        const int n = std::min(s, 31);
+        for (int i = 0; i < 33; ++i) {
+            const Qol64s x = Qol64s{a[i]} * 20000, y = Qol64s{b[i]} * -13107;
+            EXPECT_EQ(apart[i], saturate16((x >> n) + (y >> n)));
+            EXPECT_EQ(once[i], saturate16((x + y + (n ? Qol64s{1} << (n - 1) : 0)) >> n));
+        }
+    }
+}
+
+// ---- quantisers ----
+
+TEST(G729Lsf, BoundsAreReported) {
+    Random random;
+    std::vector<int> seen(16);
+    for (int n = 0; n < 20000; ++n) {
+        const Qol16s idx[4] = {static_cast<Qol16s>(n & 1),
+                               static_cast<Qol16s>(uniform(random, 0, 127)),
+                               static_cast<Qol16s>(uniform(random, 0, 31)),
+                               static_cast<Qol16s>(uniform(random, 0, 31))};
+        // Low, high and mixed histories drive the vector to either bound.
+        std::vector<Qol16s> history = n % 3 == 0 ? noise16(random, 40, 26000)
+                                                 : std::vector<Qol16s>(40, n % 3 == 1 ? 28000 : 0);
+        if (n % 5 == 0) {
+            for (int k = 0; k < 4; ++k) {
+                history[10 * k] = -3000;
+            }
+        }
+        Qol16s lsf[10];
+        const QolStatus status = qolsLSFDecode_G729_16s(idx, history.data(), lsf);
+        ++seen[static_cast<std::size_t>(status)];
+        if (status == qolStsLsfLowBound || status == qolStsLsfBothBounds) {
+            EXPECT_EQ(lsf[0], 40);
+        }
+        if (status == qolStsLsfHighBound || status == qolStsLsfBothBounds) {
+            EXPECT_EQ(lsf[9], 25681);
+        }
+        for (int j = 1; j < 9; ++j) {
+            EXPECT_GE(lsf[j] - lsf[j - 1], 321);
+        }
+    }
+    for (const int status : {0, 13, 14, 15}) {
+        EXPECT_GT(seen[static_cast<std::size_t>(status)], 0) << status;
+    }
+}
+
+TEST(G729Lsf, BadModeLeavesTheHistory) {
+    std::vector<Qol16s> history(40, 3), lsf(10, 4);
+    for (const Qol16s mode : {-1, 2}) {
+        const Qol16s idx[4] = {mode, 0, 0, 0};
+        EXPECT_EQ(qolsLSFDecode_G729_16s(idx, history.data(), lsf.data()), qolStsOutOfRangeErr);
+    }
+    EXPECT_EQ(history, std::vector<Qol16s>(40, 3));
+}
+
+// What the quantiser found decodes to what it returned, and Annex E's form only leaves the history.
+TEST(G729Lsf, QuantiserAndDecoderAgree) {
+    std::vector<Qol16s> a(40, 12000), b(40, 12000);
+    std::vector<Qol32f> real(40, 12000 / 8192.0F);
+    int frames = 0, sameIndex = 0;
+    forSpeech("g729/sequences/annexa_pitch.in",
+              [&](const Qol32s*, const Qol16s*, const Qol16s* lsp) {
+                  Qol16s q[10], packed[2], qE[10], row[10], packedE[2], lsf[10], again[10];
+                  const std::vector<Qol16s> before = a;
+                  qolsLSPQuant_G729E_16s(lsp, before.data(), row, qE, packedE);
+                  qolsLSPQuant_G729_16s(lsp, a.data(), q, packed);
+                  EXPECT_TRUE(std::equal(q, q + 10, qE));
+                  EXPECT_TRUE(std::equal(row, row + 10, a.begin()));
+                  EXPECT_TRUE(std::equal(before.begin(), before.begin() + 30, a.begin() + 10));
+                  EXPECT_EQ(packed[0], packedE[0]);
+                  const Qol16s idx[4] = {
+                      static_cast<Qol16s>(packed[0] >> 7), static_cast<Qol16s>(packed[0] & 127),
+                      static_cast<Qol16s>(packed[1] >> 5), static_cast<Qol16s>(packed[1] & 31)};
+                  qolsLSFDecode_G729_16s(idx, b.data(), lsf);
+                  qolsLSFToLSP_G729_16s(lsf, again);
+                  EXPECT_TRUE(std::equal(q, q + 10, again));
+                  EXPECT_EQ(a, b);
+
+                  Qol32f lspf[10], rowf[10], qf[10];
+                  Qol32s packedf[2];
+                  for (int i = 0; i < 10; ++i) {
+                      lspf[i] = static_cast<Qol32f>(lsp[i]) / 32768;
+                  }
+                  for (int i = 0; i < 40; ++i) {
+                      real[i] = static_cast<Qol32f>(before[i]) / 8192;
+                  }
+                  qolsLSPQuant_G729E_32f(lspf, real.data(), rowf, qf, packedf);
+                  ++frames;
+                  sameIndex += packedf[0] == packed[0] && packedf[1] == packed[1];
+              });
+    EXPECT_GT(sameIndex, frames * 90 / 100);
+}
+
+// A refused index decodes zeros in the float form; nothing is read outside a table.
+TEST(G729Lsf, FloatDecoderTakesAnyIndex) {
+    std::vector<Qol32f> history(40, 0.0F);
+    Qol32f lsf[10];
+    for (const Qol32s bad : {-1, 33, 128, 1 << 30, -(1 << 30)}) {
+        const Qol32s idx[4] = {0, bad, bad, bad};
+        EXPECT_EQ(qolsLSFDecode_G729_32f(idx, history.data(), lsf), qolStsNoErr);
+        const Qol32s noise[3] = {bad, bad, bad};
+        EXPECT_EQ(qolsLSFDecode_G729B_32f(noise, history.data(), lsf), qolStsNoErr);
+        std::fill(history.begin(), history.end(), 0.0F);
+    }
+    const Qol32s idx[4] = {0, 128, 0, 0};
+    qolsLSFDecode_G729_32f(idx, history.data(), lsf);
+    EXPECT_EQ(history[5], 0.0F);
+    EXPECT_FLOAT_EQ(lsf[0], 0.005F);
+    EXPECT_FLOAT_EQ(lsf[1], 0.005F + 0.0392F);
+}
+
+TEST(G729Tables, AreWhatTheyDeriveFrom) {
+    for (int mode = 0; mode < 2; ++mode) {
+        for (int j = 0; j < 10; ++j) {
+            int sum = 32767, noise = 32767;
+            for (int k = 0; k < 4; ++k) {
+                sum -= fg[mode][k][j];
+                noise -= noise_fg[mode][k][j];
+            }
+            EXPECT_NEAR(fg_sum[mode][j], sum, 5);
+            EXPECT_NEAR(noise_fg_sum[mode][j], noise, 5);
+            EXPECT_NEAR(fg_sum_inv[mode][j], 4096.0 * 32768 / fg_sum[mode][j], 4);
+            EXPECT_NEAR(noise_fg_sum_inv[mode][j], 4096.0 * 32768 / noise_fg_sum[mode][j], 4);
+        }
+    }
+    for (int i = 0; i < 128; ++i) {
+        for (int j = 0; j < 10; ++j) {
+            EXPECT_NEAR(LSPCode1[i][j], lspcb1[i][j] * 8192, 1);
+        }
+    }
+    for (int k = 1; k < 60; ++k) {
+        EXPECT_NEAR(gridCos60[k], std::cos(3.14159265358979 * k / 60), 1e-6);
+    }
+}
+
+} // namespace
+} // namespace qolsc::test
