@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+// AMR-WB algebraic codebook search on recorded subframes: the library's, the plain scalar one that
+// defines it, and the whole frame of an independent encoder. Counter subframe: seconds a search (or
+// a quarter of a frame).
+#include "amrwb/acelp.h"
+#include "codecs/codec.h"
+#include "qolsc/amrwb.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#ifdef QOLSC_HAVE_VO_AMRWBENC
+#include <vo-amrwbenc/enc_if.h>
+#endif
+
+namespace {
+
+using namespace qolsc;
+
+std::vector<Qol16s> readWords(const std::string& name) {
+    std::ifstream in(std::string(QOLSC_TEST_DATA) + "/amrwb/" + name, std::ios::binary);
+    const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
+    std::vector<Qol16s> words(bytes.size() / 2);
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        words[i] = static_cast<Qol16s>(static_cast<std::uint8_t>(bytes[2 * i]) |
+                                       static_cast<std::uint8_t>(bytes[2 * i + 1]) << 8);
+    }
+    return words;
+}
+
+struct Rate {
+    int code;
+    int mode;
+    const char* records;
+    std::size_t recordWords;
+    const char* codec;
+};
+const Rate kRates[] = {
+    {5, 0, "vectors/qolsAlgebraicCodebookSearch_AMRWB_16s-12.bin", 5 * 64 + 1, "amrwb-6.60"},
+    {13, 2, "vectors/qolsAlgebraicCodebookSearch_AMRWB_16s-36.bin", 5 * 64 + 4, "amrwb-12.65"},
+    {21, 8, "vectors/qolsAlgebraicCodebookSearch_AMRWB_16s-88h.bin", 5 * 64 + 8, "amrwb-23.85"},
+};
+
+template <bool Plain>
+void search(benchmark::State& state, const Rate& rate) {
+    const auto words = readWords(rate.records);
+    const std::size_t records = words.size() / rate.recordWords;
+    if (records == 0) {
+        state.SkipWithError("no data");
+        return;
+    }
+    acelp::Work work;
+    Qol16s code[64], filtered[64], indices[8];
+    for (auto _ : state) {
+        for (std::size_t r = 0; r < records; ++r) {
+            const Qol16s* in = words.data() + r * rate.recordWords;
+            acelp::search<Plain>(*acelp::rateOf(rate.code), in, in + 64, in + 128, code, filtered,
+                                 indices, work);
+            benchmark::ClobberMemory();
+        }
+    }
+    const auto count = static_cast<double>(state.iterations() * records);
+    state.counters["searches"] = benchmark::Counter(count, benchmark::Counter::kIsRate);
+    state.counters["subframe"] =
+        benchmark::Counter(count, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
+/// Whole frames; the counter is a quarter of a frame's time.
+template <typename Encode>
+void frames(benchmark::State& state, Encode encode) {
+    const auto speech = readWords("sequences/speech.inp");
+    std::size_t at = 0;
+    for (auto _ : state) {
+        encode(speech.data() + at);
+        at = at + 2 * 320 > speech.size() ? 0 : at + 320;
+    }
+    state.counters["subframe"] =
+        benchmark::Counter(4.0 * static_cast<double>(state.iterations()),
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
+void ownFrame(benchmark::State& state, const Rate& rate) {
+    const tools::Codec& codec = *tools::findCodec(rate.codec);
+    void* encoder = codec.openEncoder(codec, {});
+    tools::Frame frame;
+    frames(state, [&](const Qol16s* pcm) { codec.encode(encoder, pcm, 320, frame); });
+    codec.closeEncoder(encoder);
+}
+
+#ifdef QOLSC_HAVE_VO_AMRWBENC
+void peerFrame(benchmark::State& state, const Rate& rate) {
+    void* encoder = E_IF_init();
+    unsigned char out[64];
+    frames(state, [&](const Qol16s* pcm) { E_IF_encode(encoder, rate.mode, pcm, out, 0); });
+    E_IF_exit(encoder);
+}
+#endif
+
+const int registered = [] {
+    for (const Rate& rate : kRates) {
+        const std::string name = rate.codec + 6;
+        benchmark::RegisterBenchmark(("search/" + name).c_str(), search<false>, rate);
+        benchmark::RegisterBenchmark(("search_plain/" + name).c_str(), search<true>, rate);
+        benchmark::RegisterBenchmark(("frame/" + name).c_str(), ownFrame, rate);
+#ifdef QOLSC_HAVE_VO_AMRWBENC
+        benchmark::RegisterBenchmark(("frame_vo_amrwbenc/" + name).c_str(), peerFrame, rate);
+#endif
+    }
+    return 0;
+}();
+
+} // namespace
+
+BENCHMARK_MAIN();
