@@ -87,14 +87,10 @@ struct Sequence {
 };
 
 const Sequence kSequences[] = {
-    {"amrwb-6.60", "tst.inp", "tst_m0", true},
-    {"amrwb-12.65", "tst.inp", "tst_m2", true},
-    {"amrwb-15.85", "tst.inp", "tst_m4", true},
-    {"amrwb-19.85", "tst.inp", "tst_m6", true},
-    {"amrwb-23.85", "tst.inp", "tst_m8", true},
-    {"amrwb-18.25", "speech.inp", "speech_m5d", true},
-    {"amrwb-6.60", nullptr, "err_m0", false},
-    {"amrwb-12.65", nullptr, "err_m2", false},
+    {"amrwb-6.60", "tst.inp", "tst_m0", true},  {"amrwb-12.65", "tst.inp", "tst_m2", true},
+    {"amrwb-15.85", "tst.inp", "tst_m4", true}, {"amrwb-19.85", "tst.inp", "tst_m6", true},
+    {"amrwb-23.85", "tst.inp", "tst_m8", true}, {"amrwb-18.25", "speech.inp", "speech_m5d", true},
+    {"amrwb-6.60", nullptr, "err_m0", false},   {"amrwb-12.65", nullptr, "err_m2", false},
 };
 
 class AmrWbSequence : public testing::TestWithParam<Sequence> {};
@@ -106,9 +102,8 @@ TEST_P(AmrWbSequence, EncoderIsBitExact) {
     }
     const Codec& codec = *tools::findCodec(s.codec);
     const auto expected = test::readBytes(std::string("amrwb/sequences/") + s.name + ".cod");
-    const auto stream =
-        encodeAll(codec, test::readWords(std::string("amrwb/sequences/") + s.input), s.dtx,
-                  formOf(codec, "serial"));
+    const auto stream = encodeAll(codec, test::readWords(std::string("amrwb/sequences/") + s.input),
+                                  s.dtx, formOf(codec, "serial"));
     EXPECT_EQ(firstDifference(stream, expected), -1);
 }
 
