@@ -294,6 +294,12 @@ Argument argumentFor(Replay& r, const Json& a, const std::vector<Bytes>& data, B
     throw std::runtime_error("argument " + arg + " has no value");
 }
 
+/// The buffer in which a field of the call lies.
+const Buffer& bufferOf(const Replay& r, const Buffers& bufs, const std::string& arg) {
+    const bool inState = r.meta.contains("state") && r.meta["state"].at("arg") == arg;
+    return r.memory.contains(arg) ? r.memory.at(arg) : inState ? *r.state : bufs.at(arg);
+}
+
 /// Compares what a record's call left behind.
 std::string compareOutputs(Replay& r, std::size_t record, QolStatus got,
                            const std::vector<Bytes>& data, const Buffers& bufs,
@@ -311,11 +317,7 @@ std::string compareOutputs(Replay& r, std::size_t record, QolStatus got,
             }
             continue;
         }
-        const bool inState = r.meta.contains("state") && r.meta["state"].at("arg") == f.arg;
-        const Buffer& b = r.memory.contains(f.arg) ? r.memory.at(f.arg)
-                          : inState                ? *r.state
-                                                   : bufs.at(f.arg);
-        const Bytes out = getBytes(b, f.at, f.bytes());
+        const Bytes out = getBytes(bufferOf(r, bufs, f.arg), f.at, f.bytes());
         if (const std::string problem = compare(f, out, data[k], values); !problem.empty()) {
             return problem;
         }
@@ -329,6 +331,16 @@ std::string compareOutputs(Replay& r, std::size_t record, QolStatus got,
         }
     }
     return "";
+}
+
+void collectOutputs(const Replay& r, QolStatus got, const Buffers& bufs, Bytes& outputs) {
+    outputs.push_back(static_cast<std::uint8_t>(got));
+    for (const Field& f : r.fields) {
+        if (f.dir == "out" && f.arg != "return" && elementOf(f.type).kind != 'f') {
+            const Bytes out = getBytes(bufferOf(r, bufs, f.arg), f.at, f.bytes());
+            outputs.insert(outputs.end(), out.begin(), out.end());
+        }
+    }
 }
 
 /// State and memories as the record needs them.
@@ -355,7 +367,7 @@ std::string prepare(Replay& r) {
 } // namespace
 
 std::string replayRecord(Replay& r, std::size_t record, const std::vector<Bytes>& data,
-                         bool compare) {
+                         bool compare, Bytes* outputs) {
     if (const std::string problem = prepare(r); !problem.empty()) {
         return problem;
     }
@@ -396,6 +408,9 @@ std::string replayRecord(Replay& r, std::size_t record, const std::vector<Bytes>
     }
     problem =
         compare && problem.empty() ? compareOutputs(r, record, got, data, bufs, values) : problem;
+    if (outputs != nullptr) {
+        collectOutputs(r, got, bufs, *outputs);
+    }
     for (const auto& [n, b] : bufs) {
         if (problem.empty() && !untouchedOutside(b)) {
             problem = "written outside " + n;

@@ -49,9 +49,9 @@ std::size_t caseCount(const Replay& r);
 /// The raw fields of one record.
 std::vector<Bytes> recordData(const Replay& r, std::size_t record);
 /// Calls the export on one record; what is wrong, or nothing. Without compare only the canaries and
-/// the preparing calls count.
+/// the preparing calls count. outputs, when given, takes the status and every integer output.
 std::string replayRecord(Replay& r, std::size_t record, const std::vector<Bytes>& data,
-                         bool compare = true);
+                         bool compare = true, Bytes* outputs = nullptr);
 /// A whole set for one export; the first problem found, or nothing.
 std::string replaySet(const std::filesystem::path& path, const std::string& name);
 /// All sets below a directory, sorted.
