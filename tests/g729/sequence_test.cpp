@@ -47,7 +47,8 @@ std::vector<Frame> readFrames(const char* name) {
 }
 
 std::vector<Qol16s> decodeAll(const Decoders& decoders, const std::vector<Frame>& frames) {
-    const Codec codec{};
+    Codec codec{};
+    codec.frameBits = 118; // the rate whose decoder takes all others in
     const std::unique_ptr<void, void (*)(void*)> decoder(decoders.open(codec, CodecSettings{}),
                                                          decoders.close);
     std::vector<Qol16s> pcm(frames.size() * 80);

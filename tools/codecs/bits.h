@@ -22,13 +22,17 @@ inline void putBits(Frame& frame, std::uint32_t value, int count) {
 /// frame's end are 0.
 inline std::uint32_t takeBits(const Frame& frame, int& position, int count) {
     std::uint32_t value = 0;
-    for (int i = 0; i < count; ++i, ++position) {
-        value <<= 1;
-        if (position < frame.bits &&
-            static_cast<std::size_t>(position / 8) < frame.payload.size()) {
-            value |=
-                (frame.payload[static_cast<std::size_t>(position / 8)] >> (7 - position % 8)) & 1u;
+    while (count > 0) {
+        const auto octet = static_cast<std::size_t>(position / 8);
+        const int inOctet = 8 - position % 8, now = count < inOctet ? count : inOctet;
+        unsigned bits = 0;
+        if (position < frame.bits && octet < frame.payload.size()) {
+            const int behind = position - position % 8 + 8 - frame.bits; // bits past the end
+            bits = frame.payload[octet] & (behind > 0 ? 0xFFu << behind : 0xFFu);
         }
+        value = value << now | (bits >> (inOctet - now) & ((1u << now) - 1));
+        position += now;
+        count -= now;
     }
     return value;
 }

@@ -22,9 +22,9 @@ struct Decoder {
 
 } // namespace
 
-void* openDecoder(const Codec&, const CodecSettings&) {
+void* openDecoder(const Codec& codec, const CodecSettings&) {
     auto* decoder = new Decoder;
-    initSynthesis(decoder->synthesis, Concealment::oneOfTwo);
+    initSynthesis(decoder->synthesis, Concealment::oneOfTwo, codec.frameBits == kBits11800);
     qolsHighPassFilterInit_G729(kHighPass, decoder->highPass.data());
     return decoder;
 }

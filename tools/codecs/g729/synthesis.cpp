@@ -261,8 +261,9 @@ SidEnergy energyOf(const Qol16s* exc) {
 
 } // namespace
 
-void initSynthesis(Synthesis& s, Concealment concealment) {
+void initSynthesis(Synthesis& s, Concealment concealment, bool backwardOn) {
     s = Synthesis{};
+    s.backwardOn = backwardOn;
     s.concealment = concealment;
     for (int row = 0; row < 4; ++row) {
         std::copy_n(kInitialLsf, kOrder, s.prevFreq + row * kOrder);
@@ -282,19 +283,23 @@ void synthesizeFrame(Synthesis& s, const FrameInput& in) {
         frame.kind = s.noiseBefore ? FrameClass::silent : FrameClass::speech;
     }
     s.active = frame.kind == FrameClass::speech;
+    if (!s.lastBad && (in.bad || !s.active)) {
+        s.lastEnergy = energyOf(s.excitation + kPastExcitation - kFrameSamples);
+    }
+    s.lastBad = in.bad;
     std::copy_n(s.speech + kFrameSamples, kMaxOrder, s.speech);
-    const BackwardFilter backward = analyseBackward(s.backward);
+    const BackwardFilter backward =
+        s.backwardOn ? analyseBackward(s.backward) : BackwardFilter{4096};
     if (s.active) {
         decodeSpeech(s, frame, backward);
     } else {
         decodeNoise(s, frame);
     }
-    if (!in.bad) {
-        s.lastEnergy = energyOf(s.excitation + kPastExcitation);
-    }
     std::copy_n(s.excitation + kFrameSamples, kPastExcitation, s.excitation);
     s.noiseBefore = !s.active;
-    updateBackward(s.backward, in.bad, s.lpc[1], s.order, s.speech + kMaxOrder);
+    if (s.backwardOn) {
+        updateBackward(s.backward, in.bad, s.lpc[1], s.order, s.speech + kMaxOrder);
+    }
 }
 
 } // namespace qolsc::tools::g729

@@ -63,9 +63,11 @@ struct Synthesis {
     Qol16s noiseSeed = kNoiseSeed;
     Qol16s noiseLsp[kOrder];
     Qol16s noiseTarget, noiseLevel = 0;
-    SidEnergy lastEnergy{0, 0};
+    SidEnergy lastEnergy{0, 0}; ///< of the last good frame, taken when the frame behind it needs it
+    bool lastBad = false;
 
     std::array<Qol8u, 20> dispersion{};
+    bool backwardOn = false; ///< frames of 11.8 kbit/s may come
     Backward backward;
 
     // Concealment of Annex E.
@@ -84,7 +86,9 @@ struct Synthesis {
         {}; ///< the newest samples of the frame before in front
 };
 
-void initSynthesis(Synthesis& s, Concealment concealment);
+/// Frames of 11.8 kbit/s are decoded rightly only with backwardOn, for their analysis runs on the
+/// speech of all frames.
+void initSynthesis(Synthesis& s, Concealment concealment, bool backwardOn);
 
 /// Decodes a frame into s.speech; the caller then sets s.voiced.
 void synthesizeFrame(Synthesis& s, const FrameInput& in);

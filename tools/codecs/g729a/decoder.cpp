@@ -16,7 +16,17 @@ namespace {
 using namespace g729;
 
 constexpr Qol16s kHighPass[6] = {8192, 15836, -7667, 7699, -15398, 7699}; // 100 Hz, Q13
-constexpr Qol16s kNumerator = 18022, kDenominator = 22938;                // 0.55 and 0.7, Q15
+
+/// Powers of a factor, Q15, 1 held at 32767, as the main body's tables have them.
+constexpr std::array<Qol16s, kCoeffs> powersOf(int factor) {
+    std::array<Qol16s, kCoeffs> p{32767};
+    int f = factor;
+    for (std::size_t i = 1; i < p.size(); ++i, f = (f * factor + 0x4000) >> 15) {
+        p[i] = static_cast<Qol16s>(f);
+    }
+    return p;
+}
+constexpr auto kNumerator = powersOf(18022), kDenominator = powersOf(22938); // 0.55 and 0.7
 
 struct Decoder {
     Synthesis synthesis;
@@ -31,8 +41,8 @@ struct Decoder {
 void postFilter(Decoder& d, const Qol16s* lpc, int lag, bool active, const Qol16s* speech,
                 Qol16s* out) {
     Qol16s weighted[2 * kCoeffs];
-    qolsMulPowerC_NR_16s_Sfs(lpc, kNumerator, weighted, kCoeffs, 15);
-    qolsMulPowerC_NR_16s_Sfs(lpc, kDenominator, weighted + kCoeffs, kCoeffs, 15);
+    qolsMul_NR_16s_Sfs(lpc, kNumerator.data(), weighted, kCoeffs, 15);
+    qolsMul_NR_16s_Sfs(lpc, kDenominator.data(), weighted + kCoeffs, kCoeffs, 15);
 
     Qol16s filtered[1 + kSubframe];
     filtered[0] = d.tiltMemory;
@@ -56,7 +66,7 @@ void postFilter(Decoder& d, const Qol16s* lpc, int lag, bool active, const Qol16
 
 void* openDecoder(const Codec&, const CodecSettings&) {
     auto* decoder = new Decoder;
-    initSynthesis(decoder->synthesis, Concealment::both);
+    initSynthesis(decoder->synthesis, Concealment::both, false);
     qolsHighPassFilterInit_G729(kHighPass, decoder->highPass.data());
     return decoder;
 }
