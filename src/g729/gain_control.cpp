@@ -82,12 +82,23 @@ Qol16s ownCalcG0_G729A_16s(Qol32s out, Qol32s in) {
 
 /// g = 0.9 g + target, y = x g. The gain is an unsigned word.
 void ownCalcGain_G729A_16s(Qol16s target, Qol16s* x, Qol16s* pGain) {
-    Qol32s g = static_cast<Qol16u>(*pGain);
-    for (int i = 0; i < kSubframe; ++i) {
-        g = ((g * Qol64s{58982} >> 16) + target) & 0xFFFF;
-        x[i] = saturate16(Qol64s{x[i]} * g >> 12);
+    alignas(16) Qol16u gains[kSubframe];
+    Qol32u g = static_cast<Qol16u>(*pGain);
+    for (Qol16u& slot : gains) {
+        g = ((g * 58982u >> 16) + static_cast<Qol32u>(target)) & 0xFFFF;
+        slot = static_cast<Qol16u>(g);
     }
     *pGain = static_cast<Qol16s>(g);
+    for (int i = 0; i < kSubframe; i += 8) {
+        const simd::i128 v = simd::load(x + i), w = simd::load(gains + i);
+        // High halves of signed times unsigned: where the gain has its top bit set, the signed
+        // product lacks x.
+        const simd::i128 lo = _mm_mullo_epi16(v, w),
+                         hi = _mm_add_epi16(_mm_mulhi_epi16(v, w),
+                                            _mm_and_si128(v, _mm_srai_epi16(w, 15)));
+        simd::store(x + i, simd::packSat16(_mm_srai_epi32(_mm_unpacklo_epi16(lo, hi), 12),
+                                           _mm_srai_epi32(_mm_unpackhi_epi16(lo, hi), 12)));
+    }
 }
 
 } // namespace

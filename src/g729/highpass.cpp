@@ -47,6 +47,65 @@ void highPass(Qol16s* x, int len, State& st) {
     }
 }
 
+constexpr int kBlock = 80;
+
+/// The same for a block in which no memory saturates: the memory is then the sum times a power of
+/// two, so the recursion runs on the sums themselves. Needs feed-forward coefficients whose
+/// magnitudes stay below 65536 together. False, with nothing changed, when a sum is out of bounds.
+template <int Scale>
+bool highPassUnsaturated(Qol16s* x, int len, State& st) {
+    constexpr int up = 16 - Scale; // from the sum to the memory
+    constexpr Qol32s bound = Scale == 12 ? 0x7FFFFFF : 0xFFFFFFF;
+    constexpr Qol32s low = (1 << up) - 1;
+    if ((st.y1 & low) != 0 || (st.y2 & low) != 0) {
+        return false; // a memory that did saturate
+    }
+    Qol16s in[2 + kBlock];
+    Qol32s sums[kBlock];
+    in[0] = st.x2;
+    in[1] = st.x1;
+    std::memcpy(in + 2, x, static_cast<std::size_t>(len) * sizeof(*x));
+    for (int n = 0; n < len; ++n) {
+        sums[n] = st.b0 * in[n + 2] + st.b1 * in[n + 1] + st.b2 * in[n];
+    }
+    const Qol64s a1 = st.a1, a2 = st.a2;
+    Qol64s s1 = st.y1 >> up, s2 = st.y2 >> up;
+    for (int n = 0; n < len; ++n) {
+        const Qol64s s = wrap32(sums[n] + (a1 * s1 >> Scale) + (a2 * s2 >> Scale));
+        sums[n] = static_cast<Qol32s>(s);
+        s2 = s1;
+        s1 = s;
+    }
+    Qol32s least = 0, most = 0;
+    for (int n = 0; n < len; ++n) {
+        least = sums[n] < least ? sums[n] : least;
+        most = sums[n] > most ? sums[n] : most;
+    }
+    if (most >= bound || least <= -bound - 1) {
+        return false;
+    }
+    for (int n = 0; n < len; ++n) {
+        x[n] = saturate16((sums[n] + 0x800) >> 12);
+    }
+    st.x1 = in[len + 1];
+    st.x2 = in[len];
+    st.y1 = static_cast<Qol32s>(s1) * (1 << up);
+    st.y2 = static_cast<Qol32s>(s2) * (1 << up);
+    return true;
+}
+
+template <int Scale>
+void filterBlocks(Qol16s* x, int len, State& st) {
+    const auto magnitude = [](Qol16s v) { return v < 0 ? -v : +v; };
+    const bool bounded = magnitude(st.b0) + magnitude(st.b1) + magnitude(st.b2) < 65536;
+    for (; len > 0; len -= kBlock, x += kBlock) {
+        const int count = len < kBlock ? len : kBlock;
+        if (!bounded || !highPassUnsaturated<Scale>(x, count, st)) {
+            highPass<Scale>(x, count, st);
+        }
+    }
+}
+
 } // namespace
 
 QolStatus qolsHighPassFilterSize_G729(int* pSize) noexcept {
@@ -80,9 +139,9 @@ QolStatus qolsHighPassFilter_G729_16s_ISfs(Qol16s* pSrcDst, int len, int scaleFa
     }
     State st = g729::readRecord<State>(pState);
     if (scaleFactor == 12) {
-        highPass<12>(pSrcDst, len, st);
+        filterBlocks<12>(pSrcDst, len, st);
     } else {
-        highPass<13>(pSrcDst, len, st);
+        filterBlocks<13>(pSrcDst, len, st);
     }
     g729::writeRecord(pState, st);
     return qolStsNoErr;

@@ -22,19 +22,24 @@ void harmonicFilter(Qol16s g0, Qol16s g1, int lag, const Qol16s* x, Qol16s* y) {
     }
 }
 
+/// Up to this magnitude no doubled sum of 40 products leaves 32 bits.
+constexpr Qol16s kSafePeak = 5180;
+
 /// Doubled inner product of 40 samples, saturated.
+template <bool Safe>
 Qol32s correlation(const Qol16s* a, const Qol16s* b) {
-    return saturate32(2 * g729::dot40Exact(a, b));
+    return Safe ? 2 * g729::dot40(a, b) : saturate32(2 * g729::dot40Exact(a, b));
 }
 
 /// Best lag of centre - 3..centre + 3, or of the last seven below the longest; the lowest wins
 /// ties.
+template <bool Safe>
 int searchLag(const Qol16s* x, int centre, Qol32s* pMax) {
     const int lower = centre + 3 > kMaxLag ? kMaxLag - 6 : centre - 3;
     int best = lower;
-    *pMax = correlation(x, x - lower);
+    *pMax = correlation<Safe>(x, x - lower);
     for (int lag = lower + 1; lag <= lower + 6; ++lag) {
-        const Qol32s c = correlation(x, x - lag);
+        const Qol32s c = correlation<Safe>(x, x - lag);
         if (c > *pMax) {
             *pMax = c;
             best = lag;
@@ -43,16 +48,34 @@ int searchLag(const Qol16s* x, int centre, Qol32s* pMax) {
     return best;
 }
 
+/// Best lag with the correlation there (0 when negative) and the energies of both sides.
+struct Match {
+    int lag;
+    Qol32s c, e, e0;
+};
+
+template <bool Safe>
+Match matchAround(const Qol16s* x, int centre) {
+    Match m{};
+    m.lag = searchLag<Safe>(x, centre, &m.c);
+    m.c = m.c < 0 ? 0 : m.c;
+    m.e = L_add(correlation<Safe>(x - m.lag, x - m.lag), 1);
+    m.e0 = L_add(correlation<Safe>(x, x), 1);
+    return m;
+}
+
 void harmonicPostFilter(int centre, const Qol16s* residual, Qol16s* dst) {
     alignas(16) Qol16s scaled[kMaxLag + 1 + kSubframe];
+    simd::i128 peak = simd::zero();
     for (int i = 0; i < kMaxLag + 1 + kSubframe; i += 8) {
-        simd::store(scaled + i, _mm_srai_epi16(simd::load(residual - (kMaxLag + 1) + i), 2));
+        const simd::i128 v = _mm_srai_epi16(simd::load(residual - (kMaxLag + 1) + i), 2);
+        simd::store(scaled + i, v);
+        peak = _mm_max_epi16(peak, _mm_abs_epi16(v));
     }
     const Qol16s* x = scaled + kMaxLag + 1;
-    Qol32s max;
-    const int lag = searchLag(x, centre, &max);
-    const Qol32s c = max < 0 ? 0 : max, e = L_add(correlation(x - lag, x - lag), 1),
-                 e0 = L_add(correlation(x, x), 1);
+    const bool loud = _mm_movemask_epi8(_mm_cmpgt_epi16(peak, simd::splat16(kSafePeak))) != 0;
+    const auto [lag, c, e, e0] =
+        loud ? matchAround<false>(x, centre) : matchAround<true>(x, centre);
 
     const Qol32s eMax = e > e0 ? e : e0;
     const int n = norm_l(c > eMax ? c : eMax);
