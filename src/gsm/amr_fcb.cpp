@@ -6,7 +6,10 @@
 #include "common/kernels.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
+#include "gsm/amr_fcb_lanes.h"
 #include "numeric/basop.h"
+
+#include <algorithm>
 
 namespace qolsc {
 
@@ -40,27 +43,37 @@ void correlateTarget(const Qol16s* pTarget, const Qol16s* h, Qol32s* y) {
     }
 }
 
+// Largest magnitudes of 20 neighbours and the 20 behind them, which have the same tracks.
+void foldMagnitudes(const Qol32s* y, Qol32u (&largest)[20]) {
+    for (int i = 0; i < 20; i += 4) {
+        simd::store(largest + i, _mm_max_epu32(_mm_abs_epi32(simd::load(y + i)),
+                                               _mm_abs_epi32(simd::load(y + i + 20))));
+    }
+}
+
 // dn to 16 bits with a headroom that lets the pulses of all tracks add up.
 void normalizeTarget(const Qol32s* y, int tracks, int headroom, Qol16s* dn) {
+    Qol32u magnitudes[20];
+    foldMagnitudes(y, magnitudes);
     Qol32s total = 5;
     for (int t = 0; t < tracks; ++t) {
-        Qol32s largest = 0;
-        for (int i = t; i < kSubframe; i += tracks) {
-            const Qol32s a = L_abs(y[i]);
-            largest = a > largest ? a : largest;
+        Qol32u largest = 0;
+        for (int i = t; i < 20; i += tracks) {
+            largest = std::max(largest, magnitudes[i]);
         }
-        total = L_add(total, largest >> 1);
+        total = L_add(total, saturate32(largest) >> 1);
     }
+    // No value leaves 32 bits: the total is at least half of the largest.
     const int shift = norm_l(total) - headroom;
-    if (shift >= 0) {
-        // The largest magnitude has at least this headroom: nothing saturates but the rounding.
-        for (int i = 0; i < kSubframe; ++i) {
-            dn[i] = saturate16(((Qol64s{y[i]} * (Qol64s{1} << shift)) + 0x8000) >> 16);
-        }
-    } else {
-        for (int i = 0; i < kSubframe; ++i) {
-            dn[i] = round_fx(L_shr(y[i], -shift));
-        }
+    const i128 left = _mm_cvtsi32_si128(std::max(shift, 0));
+    const i128 right = _mm_cvtsi32_si128(std::max(-shift, 0) + 1);
+    const auto rounded = [&](const Qol32s* v) {
+        // Halved before the rounding, so that its sum fits.
+        const i128 x = _mm_sra_epi32(_mm_sll_epi32(simd::load(v), left), right);
+        return _mm_srai_epi32(simd::add32(x, simd::splat32(0x4000)), 15);
+    };
+    for (int i = 0; i < kSubframe; i += 8) {
+        simd::store(dn + i, simd::packSat16(rounded(y + i), rounded(y + i + 4)));
     }
 }
 
@@ -84,37 +97,47 @@ void scaleResponse(const Qol16s* h, Qol16s* h2) {
         return;
     }
     const Qol16s k = mult(extract_h(L_shl(inverseRoot(energy >> 1), 7)), 32440);
-    for (int i = 0; i < kSubframe; ++i) {
-        h2[i] = saturate16((Qol32s{h[i]} * k + 32) >> 6);
+    for (int i = 0; i < kSubframe; i += 8) {
+        const i128 x = simd::load(h + i), half = simd::splat16(32);
+        simd::store(h2 + i, narrow<6>(madd(pairs(x, half), weightPair(k, 1))));
     }
 }
 
+i128 magnitude(i128 x) { return _mm_max_epi16(x, simd::subSat16(simd::zero(), x)); }
+
 void takeSigns(Qol16s* dn, Qol16s* sign) {
-    for (int i = 0; i < kSubframe; ++i) {
-        sign[i] = static_cast<Qol16s>(dn[i] > 0 ? 32767 : dn[i] < 0 ? -32767 : 0);
-        dn[i] = abs_s(dn[i]);
+    for (int i = 0; i < kSubframe; i += 8) {
+        const i128 x = simd::load(dn + i);
+        simd::store(sign + i, _mm_sign_epi16(simd::splat16(32767), x));
+        simd::store(dn + i, magnitude(x));
     }
 }
 
 // 8 and 10 pulses: the sign of a place is that of the residual and of dn, both normalised, added;
 // its magnitude ranks the places (TS 26.090 §5.7.2).
 void chooseSigns(const Qol16s* pLtpRes, int tracks, PulseProblem& p) {
-    const Qol32s kRes = inverseRoot(energyPlus(pLtpRes, 256)) >> 11;
-    const Qol32s kDn = inverseRoot(energyPlus(p.dn, 256)) >> 11;
-    Qol16s magnitude[kSubframe];
-    for (int i = 0; i < kSubframe; ++i) {
-        const Qol16s c = wrap16((kRes * pLtpRes[i] + kDn * p.dn[i] + 16) >> 5);
-        p.sign[i] = static_cast<Qol16s>(c >= 0 ? 32767 : -32767);
-        magnitude[i] = static_cast<Qol16s>(c >= 0 ? c : negate(c));
-        p.dn[i] = c >= 0 ? p.dn[i] : negate(p.dn[i]);
+    // At most 32767 each, and no sum of the two products exceeds 742000: both vectors are
+    // normalised.
+    const i128 k = weightPair(extract_l(inverseRoot(energyPlus(pLtpRes, 256)) >> 11),
+                              extract_l(inverseRoot(energyPlus(p.dn, 256)) >> 11));
+    Qol16s magnitudes[kSubframe];
+    for (int i = 0; i < kSubframe; i += 8) {
+        const i128 dn = simd::load(p.dn + i);
+        const i128 c =
+            narrow<5>(add(madd(pairs(simd::load(pLtpRes + i), dn), k), simd::splat32(16)));
+        const i128 negative = _mm_srai_epi16(c, 15);
+        simd::store(p.sign + i,
+                    _mm_blendv_epi8(simd::splat16(32767), simd::splat16(-32767), negative));
+        simd::store(magnitudes + i, magnitude(c));
+        simd::store(p.dn + i, _mm_blendv_epi8(dn, simd::subSat16(simd::zero(), dn), negative));
     }
     Qol16s largestOfAll = -1;
     int opening = 0;
     for (int t = 0; t < tracks; ++t) {
         Qol16s largest = -1;
         for (int i = t; i < kSubframe; i += tracks) {
-            if (magnitude[i] > largest) {
-                largest = magnitude[i];
+            if (magnitudes[i] > largest) {
+                largest = magnitudes[i];
                 p.posMax[t] = static_cast<Qol16s>(i);
             }
         }

@@ -8,6 +8,8 @@
 #include "numeric/rules.h"
 #include "tables/gsm_fcb.h"
 
+#include <algorithm>
+
 namespace qolsc::amr {
 
 namespace {
@@ -17,11 +19,42 @@ namespace {
 template <int Tracks>
 struct Rearranged {
     static constexpr int kStride = TrackMatrix<Tracks>::kStride;
-    alignas(16) Qol16s tail[Tracks][kStride] = {};
-    alignas(16) Qol16s signs[3][Tracks][kStride] = {};
+    alignas(16) Qol16s tail[Tracks][kStride];
+    alignas(16) Qol16s signs[3][Tracks][kStride];
 };
 
 int signIndex(Qol16s sign) { return sign > 0 ? 0 : sign < 0 ? 1 : 2; }
+
+// Natural order to tracks; what fills up a row is 0.
+template <int Tracks>
+void toTracks(const Qol16s* x, Qol16s (*tracks)[TrackMatrix<Tracks>::kStride]) {
+    constexpr int kPlaces = TrackMatrix<Tracks>::kPlaces, kStride = TrackMatrix<Tracks>::kStride;
+    if (kPlaces < kStride) {
+        std::fill_n(&tracks[0][0], Tracks * kStride, Qol16s{0});
+    }
+    for (int y = 0; y < kPlaces; ++y) {
+        for (int t = 0; t < Tracks; ++t) {
+            tracks[t][y] = x[Tracks * y + t];
+        }
+    }
+}
+
+template <int Tracks>
+void rearrange(const PulseProblem& p, Rearranged<Tracks>& x) {
+    constexpr int kStride = TrackMatrix<Tracks>::kStride;
+    Qol16s reversed[kSubframe];
+    std::reverse_copy(p.h2, p.h2 + kSubframe, reversed);
+    toTracks<Tracks>(reversed, x.tail);
+    toTracks<Tracks>(p.sign, x.signs[2]);
+    for (int t = 0; t < Tracks; ++t) {
+        for (int y = 0; y < kStride; y += 8) {
+            const i128 sign = simd::load(x.signs[2][t] + y);
+            simd::store(x.signs[0][t] + y, multLanes(sign, simd::splat16(32767)));
+            simd::store(x.signs[1][t] + y, multLanes(sign, simd::splat16(-32767)));
+            simd::store(x.signs[2][t] + y, simd::zero());
+        }
+    }
+}
 
 // Running sums of 16 lanes at most in 32 bits.
 template <int Vectors>
@@ -47,23 +80,25 @@ void fillClass(const PulseProblem& p, const Rearranged<Tracks>& x, int c, unsign
     constexpr int kVectors = TrackMatrix<Tracks>::kStride / 8;
     const i128 half = simd::splat32(0x4000);
     Sums<kVectors> acc;
-    for (int i = kSubframe - 1; i >= 0; --i) {
-        const int t = i % Tracks, place = i / Tracks;
-        const int column = t + c < Tracks ? t + c : t + c - Tracks;
-        if (column == Tracks - 1) {
-            advancePlace(acc);
-        }
-        const i128 h = simd::splat16(p.h2[kSubframe - 1 - i]);
-        const Qol16s* signs = x.signs[signIndex(p.sign[i])][column];
-        Qol16s* row = m.rr[t][place][column];
-        const bool wanted = (rows >> t & 1) != 0;
-        for (int v = 0; v < kVectors; ++v) {
-            const i128 tail = simd::load(x.tail[column] + 8 * v);
-            const i128 lo = _mm_mullo_epi16(h, tail), hi = _mm_mulhi_epi16(h, tail);
-            acc.v[v] = add(acc.v[v], pairs(lo, hi));
-            if (wanted) {
-                const i128 rounded = narrow<15>(add(acc.v[v], half));
-                simd::store(row + 8 * v, multLanes(rounded, simd::load(signs + 8 * v)));
+    for (int place = kSubframe / Tracks - 1; place >= 0; --place) {
+        for (int t = Tracks - 1; t >= 0; --t) {
+            const int i = Tracks * place + t;
+            const int column = t + c < Tracks ? t + c : t + c - Tracks;
+            if (column == Tracks - 1) {
+                advancePlace(acc);
+            }
+            const i128 h = simd::splat16(p.h2[kSubframe - 1 - i]);
+            for (int v = 0; v < kVectors; ++v) {
+                const i128 tail = simd::load(x.tail[column] + 8 * v);
+                acc.v[v] = add(acc.v[v], pairs(_mm_mullo_epi16(h, tail), _mm_mulhi_epi16(h, tail)));
+            }
+            if ((rows >> t & 1) == 0) {
+                continue;
+            }
+            const Qol16s* signs = x.signs[signIndex(p.sign[i])][column];
+            for (int v = 0; v < kVectors; ++v) {
+                simd::store(m.rr[t][place][column] + 8 * v,
+                            multLanes(narrow<15>(add(acc.v[v], half)), simd::load(signs + 8 * v)));
             }
         }
     }
@@ -73,33 +108,27 @@ void fillClass(const PulseProblem& p, const Rearranged<Tracks>& x, int c, unsign
 
 template <int Tracks>
 void fillTrackMatrix(const PulseProblem& p, const Qol8u (&rows)[Tracks], TrackMatrix<Tracks>& m) {
-    constexpr int kPlaces = TrackMatrix<Tracks>::kPlaces, kStride = TrackMatrix<Tracks>::kStride;
-    // The product of two signs, as mult has it.
-    const auto product = [](Qol16s a, Qol16s b) { return static_cast<Qol16s>((a * b) >> 15); };
     Rearranged<Tracks> x;
-    for (int t = 0; t < Tracks; ++t) {
-        for (int y = 0; y < kPlaces; ++y) {
-            const int i = t + Tracks * y;
-            x.tail[t][y] = p.h2[kSubframe - 1 - i];
-            m.dn[t][y] = p.dn[i];
-            x.signs[0][t][y] = product(p.sign[i], 32767);
-            x.signs[1][t][y] = product(p.sign[i], -32767);
-        }
-        for (int y = kPlaces; y < kStride; ++y) {
-            m.dn[t][y] = m.diag[t][y] = 0;
-        }
-    }
+    rearrange(p, x);
+    toTracks<Tracks>(p.dn, m.dn);
     for (int c = 0; c < Tracks; ++c) {
         if (rows[c]) {
             fillClass(p, x, c, rows[c], m);
         }
     }
+    Qol16s diag[kSubframe];
     Qol32s s = 0x4000;
     for (int k = 0; k < kSubframe; ++k) {
         s += p.h2[k] * p.h2[k];
-        const int i = kSubframe - 1 - k, t = i % Tracks, y = i / Tracks;
-        // A pulse meets itself where two pulses share a place; no sign comes in there.
-        m.diag[t][y] = m.rr[t][y][t][y] = static_cast<Qol16s>(s >> 15);
+        diag[kSubframe - 1 - k] = static_cast<Qol16s>(s >> 15);
+    }
+    toTracks<Tracks>(diag, m.diag);
+    if (rows[0]) { // where two pulses share a place, one meets itself, and no sign comes in
+        for (int t = 0; t < Tracks; ++t) {
+            for (int y = 0; y < kSubframe / Tracks; ++y) {
+                m.rr[t][y][t][y] = m.diag[t][y];
+            }
+        }
     }
 }
 
