@@ -201,8 +201,9 @@ TEST(LongTerm, FindsTheDelayOfAPeriodicSignal) {
     for (int period = 20; period <= 140; ++period) {
         std::vector<Qol16s> x(192);
         for (std::size_t i = 0; i < x.size(); ++i) {
-            const double phase = std::fmod(static_cast<double>(i), period) / period;
-            x[i] = static_cast<Qol16s>(8000 * std::exp(-6 * phase) * std::cos(20 * phase));
+            const double phase = 2 * M_PI * static_cast<double>(i) / period;
+            x[i] = static_cast<Qol16s>(
+                2500 * (std::sin(phase) + std::sin(2 * phase + 1) + std::sin(5 * phase + 2)));
         }
         Qol16s out[40], delay = 0;
         qolsLongTermPostFilter_G729_16s(16384, period, x.data() + 152, out, &delay);
