@@ -40,7 +40,10 @@ ErrorTerms errorTerms(int scaling, int gainExponent, const Qol16s* target, const
     }
     ErrorTerms terms;
     for (int i = 0; i < 5; ++i) {
-        const Qol16s value = i == 1 || i == 3 ? negate(high(t[i])) : high(t[i]);
+        // The one product is cut before its sign turns, the other behind: a unit apart.
+        const Qol16s value = i == 1   ? negate(high(t[i]))
+                             : i == 3 ? extract_h(L_negate(t[i].mantissa))
+                                      : high(t[i]);
         const Dpf d = L_Extract(L_shr(L_deposit_h(value), greatest - t[i].exponent + 2));
         terms.c[i] = {d.hi, static_cast<Qol16s>(d.lo >> 3)};
     }

@@ -1,0 +1,33 @@
+# Independent codecs that Debian has, for comparisons in benchmarks and cross-checks in tests, never for the library.
+# QOLSC_HAVE_<PEER> tells the source which are there.
+
+include_guard(GLOBAL)
+
+# qolsc_peers links all of them, qolsc_peer_<PEER> one; both are empty where there is none.
+add_library(qolsc_peers INTERFACE)
+function(qolsc_peer name header library)
+  find_path(QOLSC_${name}_INCLUDE ${header})
+  find_library(QOLSC_${name}_LIBRARY ${library})
+  add_library(qolsc_peer_${name} INTERFACE)
+  if(QOLSC_${name}_INCLUDE AND QOLSC_${name}_LIBRARY)
+    target_include_directories(qolsc_peer_${name} SYSTEM INTERFACE ${QOLSC_${name}_INCLUDE})
+    target_link_libraries(qolsc_peer_${name} INTERFACE ${QOLSC_${name}_LIBRARY})
+    target_compile_definitions(qolsc_peer_${name} INTERFACE QOLSC_HAVE_${name})
+  else()
+    message(STATUS "no cross-checks or comparisons with ${library}")
+  endif()
+  target_link_libraries(qolsc_peers INTERFACE qolsc_peer_${name})
+endfunction()
+qolsc_peer(SPANDSP spandsp.h spandsp)
+qolsc_peer(GSM gsm.h gsm)
+qolsc_peer(BCG729 bcg729/encoder.h bcg729)
+qolsc_peer(OPENCORE_AMRNB opencore-amrnb/interf_enc.h opencore-amrnb)
+qolsc_peer(OPENCORE_AMRWB opencore-amrwb/dec_if.h opencore-amrwb)
+qolsc_peer(VO_AMRWBENC vo-amrwbenc/enc_if.h vo-amrwbenc)
+qolsc_peer(SPEEXDSP speex/speex_echo.h speexdsp)
+qolsc_peer(FFTW3F fftw3.h fftw3f)
+qolsc_peer(AVCODEC libavcodec/avcodec.h avcodec)
+if(QOLSC_AVCODEC_LIBRARY)
+  find_library(QOLSC_AVUTIL_LIBRARY avutil)
+  target_link_libraries(qolsc_peer_AVCODEC INTERFACE ${QOLSC_AVUTIL_LIBRARY})
+endif()
