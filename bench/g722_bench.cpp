@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: Apache-2.0
+// G.722 beside libspandsp and libavcodec: whole octets from 16 kHz samples and back, one second of
+// the ITU-T speech sequence a call, so that no peer pays for its frames. Then G.722.1 and G.729.1,
+// which have no independent peer to link.
+#include "codecs/codec.h"
+#include "kit/data.h"
+#include "qolsc.h"
+
+#include <benchmark/benchmark.h>
+
+#ifdef QOLSC_HAVE_SPANDSP
+extern "C" {
+#include <spandsp.h>
+}
+#endif
+#ifdef QOLSC_HAVE_AVCODEC
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/channel_layout.h>
+}
+#endif
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+constexpr int kSamples = 16000, kOctets = kSamples / 2;
+
+const std::vector<Qol16s>& speech() {
+    static const std::vector<Qol16s> words = [] {
+        std::vector<Qol16s> w = qolsc::test::readWords("waveform/sequences/g722/inpsp.bin");
+        return std::vector<Qol16s>(w.begin() + 16000, w.begin() + 16000 + kSamples);
+    }();
+    return words;
+}
+
+/// QMF memory and ADPCM record of one direction.
+struct Ours {
+    std::vector<Qol8u> raw = std::vector<Qol8u>(144);
+    Qol16s qmf[24] = {};
+    QolsSBADPCMState_G722* state = reinterpret_cast<QolsSBADPCMState_G722*>(raw.data());
+};
+
+void encodeSecond(Ours& o, const Qol16s* pcm, Qol8u* octets) {
+    constexpr int kFrame = 320;
+    Qol16s pairs[kFrame];
+    for (int i = 0; i < kSamples; i += kFrame) {
+        qolsQMFEncode_G722_16s(pcm + i, pairs, kFrame, o.qmf);
+        qolsSBADPCMEncode_G722_16s(pairs, pairs, kFrame, o.state);
+        for (int k = 0; k < kFrame; k += 2) {
+            octets[(i + k) / 2] = static_cast<Qol8u>(pairs[k + 1] << 6 | pairs[k]);
+        }
+    }
+}
+
+void decodeSecond(Ours& o, const Qol8u* octets, Qol16s* pcm) {
+    constexpr int kFrame = 320;
+    Qol16s pairs[kFrame];
+    for (int i = 0; i < kSamples; i += kFrame) {
+        for (int k = 0; k < kFrame; k += 2) {
+            pairs[k] = octets[(i + k) / 2] & 63;
+            pairs[k + 1] = octets[(i + k) / 2] >> 6;
+        }
+        qolsSBADPCMDecode_G722_16s(pairs, pairs, kFrame, 1, o.state);
+        qolsQMFDecode_G722_16s(pairs, pcm + i, kFrame, o.qmf);
+    }
+}
+
+std::vector<Qol8u> octets() {
+    std::vector<Qol8u> out(kOctets);
+    Ours o;
+    qolsSBADPCMEncodeInit_G722_16s(o.state);
+    encodeSecond(o, speech().data(), out.data());
+    return out;
+}
+
+void setRate(benchmark::State& st) { st.SetItemsProcessed(st.iterations() * kSamples); }
+
+void encodeOurs(benchmark::State& st) {
+    Ours o;
+    qolsSBADPCMEncodeInit_G722_16s(o.state);
+    std::vector<Qol8u> out(kOctets);
+    for (auto _ : st) {
+        encodeSecond(o, speech().data(), out.data());
+        benchmark::DoNotOptimize(out.data());
+    }
+    setRate(st);
+}
+void decodeOurs(benchmark::State& st) {
+    Ours o;
+    qolsSBADPCMDecodeInit_G722_16s(o.state);
+    const std::vector<Qol8u> in = octets();
+    std::vector<Qol16s> out(kSamples);
+    for (auto _ : st) {
+        decodeSecond(o, in.data(), out.data());
+        benchmark::DoNotOptimize(out.data());
+    }
+    setRate(st);
+}
+BENCHMARK(encodeOurs);
+BENCHMARK(decodeOurs);
+
+#ifdef QOLSC_HAVE_SPANDSP
+void encodeSpandsp(benchmark::State& st) {
+    g722_encode_state_t* s = g722_encode_init(nullptr, 64000, 0);
+    std::vector<Qol8u> out(kOctets);
+    for (auto _ : st) {
+        g722_encode(s, out.data(), speech().data(), kSamples);
+        benchmark::DoNotOptimize(out.data());
+    }
+    g722_encode_free(s);
+    setRate(st);
+}
+void decodeSpandsp(benchmark::State& st) {
+    g722_decode_state_t* s = g722_decode_init(nullptr, 64000, 0);
+    const std::vector<Qol8u> in = octets();
+    std::vector<Qol16s> out(kSamples);
+    for (auto _ : st) {
+        g722_decode(s, out.data(), in.data(), kOctets);
+        benchmark::DoNotOptimize(out.data());
+    }
+    g722_decode_free(s);
+    setRate(st);
+}
+BENCHMARK(encodeSpandsp);
+BENCHMARK(decodeSpandsp);
+#endif
+
+#ifdef QOLSC_HAVE_AVCODEC
+AVCodecContext* openAv(const AVCodec* codec) {
+    AVCodecContext* c = avcodec_alloc_context3(codec);
+    c->sample_rate = kSamples;
+    c->sample_fmt = AV_SAMPLE_FMT_S16;
+    c->frame_size = kSamples;
+    av_channel_layout_default(&c->ch_layout, 1);
+    return avcodec_open2(c, codec, nullptr) == 0 ? c : nullptr;
+}
+void encodeAvcodec(benchmark::State& st) {
+    AVCodecContext* c = openAv(avcodec_find_encoder(AV_CODEC_ID_ADPCM_G722));
+    if (c == nullptr) {
+        st.SkipWithError("no encoder");
+        return;
+    }
+    AVFrame* frame = av_frame_alloc();
+    frame->nb_samples = kSamples;
+    frame->format = c->sample_fmt;
+    frame->sample_rate = kSamples;
+    av_channel_layout_copy(&frame->ch_layout, &c->ch_layout);
+    av_frame_get_buffer(frame, 0);
+    std::memcpy(frame->data[0], speech().data(), kSamples * sizeof(Qol16s));
+    AVPacket* packet = av_packet_alloc();
+    for (auto _ : st) {
+        avcodec_send_frame(c, frame);
+        while (avcodec_receive_packet(c, packet) == 0) {
+            benchmark::DoNotOptimize(packet->data);
+            av_packet_unref(packet);
+        }
+    }
+    av_packet_free(&packet);
+    av_frame_free(&frame);
+    avcodec_free_context(&c);
+    setRate(st);
+}
+void decodeAvcodec(benchmark::State& st) {
+    AVCodecContext* c = openAv(avcodec_find_decoder(AV_CODEC_ID_ADPCM_G722));
+    if (c == nullptr) {
+        st.SkipWithError("no decoder");
+        return;
+    }
+    const std::vector<Qol8u> in = octets();
+    AVPacket* packet = av_packet_alloc();
+    av_new_packet(packet, kOctets);
+    std::memcpy(packet->data, in.data(), kOctets);
+    AVFrame* frame = av_frame_alloc();
+    for (auto _ : st) {
+        avcodec_send_packet(c, packet);
+        while (avcodec_receive_frame(c, frame) == 0) {
+            benchmark::DoNotOptimize(frame->data[0]);
+            av_frame_unref(frame);
+        }
+    }
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+    avcodec_free_context(&c);
+    setRate(st);
+}
+BENCHMARK(encodeAvcodec);
+BENCHMARK(decodeAvcodec);
+#endif
+
+} // namespace
+
+BENCHMARK_MAIN();
