@@ -2,7 +2,7 @@
 // G.722 sub-band ADPCM: records, coder, decoder, resynchronisation after concealment (ITU-T G.722
 // clauses 3 and 4, Appendix IV).
 #include "entry/entries.h"
-#include "waveform/g722band.h"
+#include "waveform/g722pair.h"
 
 namespace qolsc {
 
@@ -27,13 +27,22 @@ QolStatus initState(QolsSBADPCMState_G722* pState) {
     return qolStsNoErr;
 }
 
-template <auto Pair>
+template <auto Step>
 void run(const Qol16s* pSrc, Qol16s* pDst, int len, QolsSBADPCMState_G722& state) {
-    g722::Band low = g722::lowBand(state), high = g722::highBand(state);
+    g722::Pair pair = g722::pairOf(state);
     for (int i = 0; i < len; i += 2) {
-        Pair(low, high, pSrc + i, pDst + i);
+        Step(pair, pSrc + i, pDst + i);
     }
-    g722::storeBands(low, high, state);
+    g722::storePair(pair, state);
+}
+
+/// The overload of the fast form, to be named as a template argument.
+void encodeStep(g722::Pair& pair, const Qol16s* pSrc, Qol16s* pDst) {
+    g722::encodePair(pair, pSrc, pDst);
+}
+template <g722::LowBits N>
+void decodeStep(g722::Pair& pair, const Qol16s* pSrc, Qol16s* pDst) {
+    g722::decodePair<N>(pair, pSrc, pDst);
 }
 
 } // namespace
@@ -58,7 +67,7 @@ QolStatus qolsSBADPCMEncode_G722_16s(const Qol16s* pSrc, Qol16s* pDst, Qol32s le
     if (len < 1 || len % 2 != 0) {
         return qolStsSizeErr;
     }
-    run<g722::encodePair>(pSrc, pDst, len, g722Record(pState));
+    run<encodeStep>(pSrc, pDst, len, g722Record(pState));
     return qolStsNoErr;
 }
 
@@ -73,13 +82,13 @@ QolStatus qolsSBADPCMDecode_G722_16s(const Qol16s* pSrc, Qol16s* pDst, Qol32s le
     QolsSBADPCMState_G722& state = g722Record(pState);
     switch (mode) {
     case 1:
-        run<g722::decodePair<g722::LowBits::six>>(pSrc, pDst, len, state);
+        run<decodeStep<g722::LowBits::six>>(pSrc, pDst, len, state);
         break;
     case 2:
-        run<g722::decodePair<g722::LowBits::five>>(pSrc, pDst, len, state);
+        run<decodeStep<g722::LowBits::five>>(pSrc, pDst, len, state);
         break;
     default:
-        run<g722::decodePair<g722::LowBits::four>>(pSrc, pDst, len, state);
+        run<decodeStep<g722::LowBits::four>>(pSrc, pDst, len, state);
     }
     return qolStsNoErr;
 }
