@@ -6,6 +6,9 @@
 #include "qolsc/types.h"
 #include "vector/simd.h"
 
+#include <bit>
+#include <utility>
+
 namespace qolsc {
 
 inline constexpr int kFcbSubframe = 40;
@@ -68,28 +71,29 @@ constexpr bool isBetter(Best best, Qol16s square, Qol16s alpha) {
 }
 
 /// Offers eight candidates in order: calls take(lane) for each that is better than all before it,
-/// and moves best. Squares lie in 0..32767.
+/// and moves best. Squares lie in 0..32767. Most groups hold none, the others one or two: the lanes
+/// behind a better one are compared again.
 template <typename Take>
 void offer8(simd::i128 square, simd::i128 alpha, Best& best, Take take) {
     using namespace simd;
-    const i128 weights =
-        splat32(static_cast<Qol32s>(static_cast<Qol16u>(best.alpha) |
-                                    static_cast<Qol32u>(static_cast<Qol16u>(-best.square)) << 16));
-    const i128 low = maddPairs(_mm_unpacklo_epi16(square, alpha), weights),
-               high = maddPairs(_mm_unpackhi_epi16(square, alpha), weights);
-    const i128 better =
-        _mm_packs_epi32(_mm_cmpgt_epi32(low, zero()), _mm_cmpgt_epi32(high, zero()));
-    if (_mm_testz_si128(better, better)) {
-        return;
-    }
-    alignas(16) Qol16s squares[8], alphas[8];
-    store(squares, square);
-    store(alphas, alpha);
-    for (int i = 0; i < 8; ++i) {
-        if (isBetter(best, squares[i], alphas[i])) {
-            best = {squares[i], alphas[i]};
-            take(i);
+    const i128 low = _mm_unpacklo_epi16(square, alpha), high = _mm_unpackhi_epi16(square, alpha);
+    for (unsigned open = 0xFFFF;;) {
+        const i128 weights = splat32(
+            static_cast<Qol32s>(static_cast<Qol16u>(best.alpha) |
+                                static_cast<Qol32u>(static_cast<Qol16u>(-best.square)) << 16));
+        const i128 better = _mm_packs_epi32(_mm_cmpgt_epi32(maddPairs(low, weights), zero()),
+                                            _mm_cmpgt_epi32(maddPairs(high, weights), zero()));
+        const unsigned found = static_cast<unsigned>(_mm_movemask_epi8(better)) & open;
+        if (found == 0) {
+            return;
         }
+        const int lane = std::countr_zero(found) / 2;
+        alignas(16) Qol16s squares[8], alphas[8];
+        store(squares, square);
+        store(alphas, alpha);
+        best = {squares[lane], alphas[lane]};
+        take(lane);
+        open = 0xFFFCU << (2 * lane) & 0xFFFF;
     }
 }
 
@@ -99,11 +103,18 @@ void scaleResponse(const Qol16s* pSrc, Qol16s* h);
 /// Energies of the response delayed to each position, by track: pDst[8 t + k].
 void responseEnergies(const Qol16s* h, Qol32s* pDst);
 
+/// Calls f for 0 to 4 as constant expressions.
+template <typename F>
+inline void forTracks(F f) {
+    [&f]<int... T>(std::integer_sequence<int, T...>) { (f(std::integral_constant<int, T>{}), ...); }
+    (std::make_integer_sequence<int, kTracks>{});
+}
+
 /// Correlations of the response delayed to positions i and j, R(i,j) = sum of h[n-i] h[n-j] over n:
 /// calls emit(first, k, second, low, high) with the eight values of track `second` for every
-/// position 5 k + first and every track. R(i,j) = R(i+1,j+1) + h[39-i] h[39-j], rows from the end,
-/// a row held by track, so that a step of one is a rotation of the tracks. The sums wrap; they do
-/// so for responses near full scale only.
+/// position 5 k + first and every track; both tracks are constant expressions. R(i,j) = R(i+1,j+1)
+/// + h[39-i] h[39-j], rows from the end, a row held by track, so that a step of one is a rotation
+/// of the tracks. The sums wrap, for responses near full scale only.
 template <typename Emit>
 void correlateResponse(const Qol16s* h, Emit emit) {
     using namespace simd;
@@ -120,18 +131,20 @@ void correlateResponse(const Qol16s* h, Emit emit) {
         }
     }
     for (int k = kPerTrack - 1; k >= 0; --k) {
-        for (int first = kTracks - 1; first >= 0; --first) {
+        forTracks([&](auto fromEnd) {
+            constexpr int first = kTracks - 1 - fromEnd;
             const i128 tap = splat16(h[kFcbSubframe - 1 - (kTracks * k + first)]);
             const i128 wrapLow = _mm_alignr_epi8(row[0][1], row[0][0], 4),
                        wrapHigh = _mm_srli_si128(row[0][1], 4);
-            for (int t = 0; t < kTracks; ++t) {
+            forTracks([&](auto second) {
+                constexpr int t = second;
                 const i128 low = t + 1 < kTracks ? row[(t + 1) % kTracks][0] : wrapLow;
                 const i128 high = t + 1 < kTracks ? row[(t + 1) % kTracks][1] : wrapHigh;
                 row[t][0] = add32(low, maddPairs(taps[t][0], tap));
                 row[t][1] = add32(high, maddPairs(taps[t][1], tap));
-                emit(first, k, t, row[t][0], row[t][1]);
-            }
-        }
+                emit(std::integral_constant<int, first>{}, k, second, row[t][0], row[t][1]);
+            });
+        });
     }
 }
 

@@ -25,24 +25,26 @@ void scaleResponse(const Qol16s* pSrc, Qol16s* h) {
 
 void responseEnergies(const Qol16s* h, Qol32s* pDst) {
     Qol32s run = 0;
-    for (int i = kFcbSubframe - 1; i >= 0; --i) {
-        const Qol32s tap = h[kFcbSubframe - 1 - i];
-        run = wrapAdd32(run, tap * tap);
-        pDst[kPerTrack * (i % kTracks) + i / kTracks] = run;
+    for (int k = kPerTrack - 1; k >= 0; --k) {
+        for (int t = kTracks - 1; t >= 0; --t) {
+            const Qol32s tap = h[kFcbSubframe - 1 - (kTracks * k + t)];
+            run = wrapAdd32(run, tap * tap);
+            pDst[kPerTrack * t + k] = run;
+        }
     }
 }
 
 namespace {
 
-void ownToeplizMatrix_G729_16s32s(const Qol16s* h, Qol32s* pDst) {
-    responseEnergies(h, pDst);
-    correlateResponse(h, [pDst](int first, int k, int second, simd::i128 low, simd::i128 high) {
-        if (kBlockOf[first][second] >= 0) {
-            Qol32s* row = blockOf(pDst, first, second) + kPerTrack * k;
-            simd::store(row, low);
-            simd::store(row + 4, high);
-        }
-    });
+/// Calls put(row, low, high) with the cross terms of every row of the nine blocks.
+template <typename T, typename Put>
+void ownToeplizMatrix_G729_16s32s(const Qol16s* h, T* pDst, Put put) {
+    correlateResponse(h,
+                      [pDst, put](auto first, int k, auto second, simd::i128 low, simd::i128 high) {
+                          if constexpr (kBlockOf[first][second] >= 0) {
+                              put(blockOf(pDst, first, second) + kPerTrack * k, low, high);
+                          }
+                      });
 }
 
 } // namespace
@@ -54,7 +56,11 @@ QolStatus qolsToeplizMatrix_G729_16s32s(const Qol16s* pSrcImpulseResponse,
     }
     Qol16s h[kFcbSubframe];
     scaleResponse(pSrcImpulseResponse, h);
-    ownToeplizMatrix_G729_16s32s(h, pDstMatrix);
+    responseEnergies(h, pDstMatrix);
+    ownToeplizMatrix_G729_16s32s(h, pDstMatrix, [](Qol32s* row, simd::i128 low, simd::i128 high) {
+        simd::store(row, low);
+        simd::store(row + 4, high);
+    });
     return qolStsNoErr;
 }
 
@@ -63,9 +69,14 @@ QolStatus qolsToeplizMatrix_G729_16s(const Qol16s* pSrcImpulseResponse,
     if (anyNull(pSrcImpulseResponse, pDstMatrix)) {
         return qolStsNullPtrErr;
     }
-    alignas(16) Qol32s matrix[kMatrixSize];
-    qolsc::qolsToeplizMatrix_G729_16s32s(pSrcImpulseResponse, matrix);
-    ownConvert_32s16s_sfs(matrix, pDstMatrix, kMatrixSize, 15);
+    Qol16s h[kFcbSubframe];
+    Qol32s energy[kFcbSubframe];
+    scaleResponse(pSrcImpulseResponse, h);
+    responseEnergies(h, energy);
+    ownConvert_32s16s_sfs(energy, pDstMatrix, kFcbSubframe, 15);
+    ownToeplizMatrix_G729_16s32s(h, pDstMatrix, [](Qol16s* row, simd::i128 low, simd::i128 high) {
+        simd::store(row, simd::packSat16(_mm_srai_epi32(low, 15), _mm_srai_epi32(high, 15)));
+    });
     return qolStsNoErr;
 }
 

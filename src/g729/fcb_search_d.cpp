@@ -40,7 +40,7 @@ void _qolsToeplizMatrix_G729D_16s32s(const Qol16s* pSrcImpulseResponse, Matrix& 
     scaleResponse(pSrcImpulseResponse, h);
     responseEnergies(h, energy);
     ownConvert_32s16s_sfs(energy, m.energy, kFcbSubframe, 15);
-    correlateResponse(h, [&m](int first, int k, int second, simd::i128 low, simd::i128 high) {
+    correlateResponse(h, [&m](auto first, int k, auto second, simd::i128 low, simd::i128 high) {
         for (int pass = 0; pass < kPassesG729D; ++pass) {
             if (kPassTracksG729D[pass].outer == first && kPassTracksG729D[pass].inner == second) {
                 simd::store(m.cross[pass] + kPerTrack * k,

@@ -94,8 +94,8 @@ void _qolsToeplizMatrix_G729E_16s(const Qol16s* H, const Qol16s* p, Response& r)
         const Qol32s e = energy[kPerTrack * (i % kTracks) + i / kTracks];
         r.energy[i] = static_cast<Qol16s>((2 * e + 0x10000) >> 17);
     }
-    correlateResponse(r.h, [&r](int first, int k, int second, simd::i128 low, simd::i128 high) {
-        if (second == (first + 1) % kTracks) {
+    correlateResponse(r.h, [&r](auto first, int k, auto second, simd::i128 low, simd::i128 high) {
+        if constexpr (second == (first + 1) % kTracks) {
             const auto round16 = [](simd::i128 v) { // 2 R + 0x8000, upper half
                 return _mm_srai_epi32(simd::add32(simd::add32(v, v), simd::splat32(0x8000)), 16);
             };

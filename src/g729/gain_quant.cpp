@@ -19,6 +19,7 @@ using namespace basop;
 
 constexpr Qol16s kTamedEstimate_Q9 = 481; // 0.94
 constexpr Qol16s kTamedGain_Q14 = 16383;
+constexpr int kLanes = 8;
 
 /// A codebook of two stages with its preselection and scalings.
 struct Codebook {
@@ -143,6 +144,51 @@ Start preselect(const Codebook& b, Optimum best, PredictedGain g0) {
             passed(x, b.thr2, b.thresholds2, gain, 5)};
 }
 
+using simd::i128;
+
+/// Eight 32-bit values.
+struct Wide {
+    i128 low, high;
+};
+
+i128 addSat32(i128 a, i128 b) {
+    const i128 s = simd::add32(a, b);
+    const i128 overflow = _mm_andnot_si128(_mm_xor_si128(a, b), _mm_xor_si128(a, s));
+    const i128 limit = _mm_xor_si128(_mm_srai_epi32(a, 31), simd::splat32(MAX_32));
+    return _mm_castps_si128(
+        _mm_blendv_ps(_mm_castsi128_ps(s), _mm_castsi128_ps(limit), _mm_castsi128_ps(overflow)));
+}
+
+/// Eight products (a b) >> 15 of values that are never both -32768.
+i128 mult8(i128 a, i128 b) {
+    return _mm_or_si128(_mm_slli_epi16(_mm_mulhi_epi16(a, b), 1),
+                        _mm_srli_epi16(_mm_mullo_epi16(a, b), 15));
+}
+
+/// Double-precision product of a split weight with eight gains, which are never -32768.
+Wide weigh(Dpf w, i128 gain) {
+    const i128 hi = simd::splat16(w.hi);
+    const i128 lowHalf = _mm_mullo_epi16(gain, hi), highHalf = _mm_mulhi_epi16(gain, hi);
+    const i128 rest = mult8(gain, simd::splat16(w.lo));
+    const auto doubled = [](i128 product, i128 fine) {
+        return _mm_slli_epi32(simd::add32(product, fine), 1);
+    };
+    return {doubled(_mm_unpacklo_epi16(lowHalf, highHalf), simd::widenLow(rest)),
+            doubled(_mm_unpackhi_epi16(lowHalf, highHalf), simd::widenHigh(rest))};
+}
+
+/// Errors of eight pairs of gains by the five weights, summed in order with saturation.
+void weightedErrors(const Dpf* w, i128 gp, i128 gc, Qol32s* error) {
+    const i128 gains[5] = {mult8(gp, gp), gp, mult8(gc, gc), gc, mult8(gc, gp)};
+    Wide sum = weigh(w[0], gains[0]);
+    for (int i = 1; i < 5; ++i) {
+        const Wide term = weigh(w[i], gains[i]);
+        sum = {addSat32(sum.low, term.low), addSat32(sum.high, term.high)};
+    }
+    simd::store(error, sum.low);
+    simd::store(error + 4, sum.high);
+}
+
 /// Pair of rows with the least error within the windows; the first one of equals, and the first of
 /// the window when taming leaves none.
 Start ownWeightedMSE(const Codebook& b, const Terms& t, PredictedGain g0, Start start, bool tame) {
@@ -158,24 +204,29 @@ Start ownWeightedMSE(const Codebook& b, const Terms& t, PredictedGain g0, Start 
     for (int i = 0; i < 5; ++i) {
         w[i] = L_Extract(L_shr(L_deposit_h(t.c[i].mantissa), exponents[i] - least));
     }
+    // The rows of stage 2 lie in the lanes; a window of 6 repeats its last row.
+    alignas(16) Qol16s pitch2[kLanes], code2[kLanes];
+    for (int k = 0; k < kLanes; ++k) {
+        const Qol16s* row = b.stage2[start.row2 + (k < b.window2 ? k : b.window2 - 1)];
+        pitch2[k] = row[0];
+        code2[k] = row[1];
+    }
     Start best = start;
     Qol32s lowest = MAX_32;
     for (int i = start.row1; i < start.row1 + b.window1; ++i) {
-        for (int j = start.row2; j < start.row2 + b.window2; ++j) {
-            const Qol16s gp = add(b.stage1[i][0], b.stage2[j][0]);
-            if (tame && gp >= kTamedGain_Q14) {
-                continue;
-            }
-            const auto half = static_cast<Qol16s>((b.stage1[i][1] + b.stage2[j][1]) >> 1);
-            const Qol16s gc = mult(g0.value, half);
-            Qol32s error = Mpy_32_16(w[0], mult(gp, gp));
-            error = L_add(error, Mpy_32_16(w[1], gp));
-            error = L_add(error, Mpy_32_16(w[2], mult(gc, gc)));
-            error = L_add(error, Mpy_32_16(w[3], gc));
-            error = L_add(error, Mpy_32_16(w[4], mult(gc, gp)));
-            if (error < lowest) {
-                lowest = error;
-                best = {i, j};
+        const i128 gp = simd::addSat16(simd::splat16(b.stage1[i][0]), simd::load(pitch2));
+        const i128 a = simd::splat16(b.stage1[i][1]), c = simd::load(code2);
+        const i128 half =
+            _mm_add_epi16(_mm_add_epi16(_mm_srai_epi16(a, 1), _mm_srai_epi16(c, 1)),
+                          _mm_and_si128(_mm_and_si128(a, c), simd::splat16(1))); // (a + c) >> 1
+        alignas(16) Qol32s error[kLanes];
+        alignas(16) Qol16s pitch[kLanes];
+        weightedErrors(w, gp, mult8(half, simd::splat16(g0.value)), error);
+        simd::store(pitch, gp);
+        for (int k = 0; k < b.window2; ++k) {
+            if (error[k] < lowest && !(tame && pitch[k] >= kTamedGain_Q14)) {
+                lowest = error[k];
+                best = {i, start.row2 + k};
             }
         }
     }

@@ -7,7 +7,7 @@
 #include "numeric/helpers.h"
 #include "vector/simd.h"
 
-#include <array>
+#include <algorithm>
 
 namespace qolsc {
 
@@ -27,42 +27,73 @@ struct Choice {
     int l1, l2, l3;
 };
 
-/// Codebook rows padded with zeros to vectors of eight.
-template <int Rows>
-constexpr auto padRows(const Qol16s (&table)[Rows][kLpOrder]) {
-    struct alignas(16) Padded {
-        Qol16s row[Rows][16];
-    } p{};
+/// A codebook by groups of four rows, two neighbouring elements of each in a vector; an odd last
+/// element stands beside a zero.
+template <int Rows, int Pairs>
+struct alignas(16) PairedRows {
+    Qol16s v[Rows / 4][Pairs][8];
+};
+template <int Pairs, int Rows>
+constexpr auto pairRows(const Qol16s (&table)[Rows][kLpOrder], int from, int count) {
+    PairedRows<Rows, Pairs> p{};
     for (int i = 0; i < Rows; ++i) {
-        for (int j = 0; j < kLpOrder; ++j) {
-            p.row[i][j] = table[i][j];
+        for (int j = 0; j < count; ++j) {
+            p.v[i / 4][j / 2][2 * (i % 4) + j % 2] = table[i][from + j];
         }
     }
     return p;
 }
-constexpr auto kCode1 = padRows(LSPCode1);
+constexpr int kPairs1 = 5, kPairs2 = 3;
+constexpr auto kCode1 = pairRows<kPairs1>(LSPCode1, 0, kLpOrder);
+constexpr auto kCode2Low = pairRows<kPairs2>(LSPCode2, 0, kHalf);
+constexpr auto kCode2High = pairRows<kPairs2>(LSPCode2, kHalf, kHalf);
+
+/// Elements from v[0] on as pairs in all four lanes.
+template <int Pairs>
+void splatPairs(const Qol16s* v, int count, simd::i128* pairs) {
+    for (int k = 0; k < Pairs; ++k) {
+        const Qol32u second = 2 * k + 1 < count ? static_cast<Qol16u>(v[2 * k + 1]) : Qol32u{0};
+        pairs[k] = simd::splat32(static_cast<Qol32s>(static_cast<Qol16u>(v[2 * k]) | second << 16));
+    }
+}
+
+/// Running minimum of four lanes with the number of the group that it came from.
+struct LaneMinimum {
+    simd::i128 least = simd::splat32(basop::MAX_32), group = simd::zero();
+};
+inline void offer(LaneMinimum& m, simd::i128 value, int group) {
+    const simd::i128 less = _mm_cmpgt_epi32(m.least, value);
+    m.least = _mm_blendv_epi8(m.least, value, less);
+    m.group = _mm_blendv_epi8(m.group, simd::splat32(group), less);
+}
+/// Row with the least value, the first of equals.
+int firstRow(const LaneMinimum& m) {
+    alignas(16) Qol32s least[4], group[4];
+    simd::store(least, m.least);
+    simd::store(group, m.group);
+    int best = 0;
+    for (int lane = 1; lane < 4; ++lane) {
+        const bool earlier = least[lane] == least[best] && group[lane] < group[best];
+        best = least[lane] < least[best] || earlier ? lane : best;
+    }
+    return 4 * group[best] + best;
+}
 
 /// Row of the first stage with the least sum of squared differences, which are saturated; the first
 /// one of equals.
 int ownLspPreSelect(const Qol16s* e) {
-    alignas(16) Qol16s padded[16] = {};
-    for (int j = 0; j < kLpOrder; ++j) {
-        padded[j] = e[j];
-    }
-    const simd::i128 lo = simd::load(padded), hi = simd::load(padded + 8);
-    int best = 0;
-    Qol32s least = basop::MAX_32;
-    for (int i = 0; i < kRows1; ++i) {
-        const simd::i128 d0 = simd::subSat16(lo, simd::load(kCode1.row[i])),
-                         d1 = simd::subSat16(hi, simd::load(kCode1.row[i] + 8));
-        const Qol32s sum =
-            simd::sum32(simd::add32(simd::maddPairs(d0, d0), simd::maddPairs(d1, d1)));
-        if (sum < least) {
-            least = sum;
-            best = i;
+    simd::i128 pairs[kPairs1];
+    splatPairs<kPairs1>(e, kLpOrder, pairs);
+    LaneMinimum m;
+    for (int g = 0; g < kRows1 / 4; ++g) {
+        simd::i128 sum = simd::zero();
+        for (int k = 0; k < kPairs1; ++k) {
+            const simd::i128 d = simd::subSat16(pairs[k], simd::load(kCode1.v[g][k]));
+            sum = simd::add32(sum, simd::maddPairs(d, d));
         }
+        offer(m, sum, g);
     }
-    return best;
+    return firstRow(m);
 }
 
 /// Row of the second stage with the least weighted error over elements from..from + 4 of r.
@@ -83,13 +114,49 @@ int selectHalf(const Qol16s* r, const Qol16s* w, int from) {
     return best;
 }
 
+/// Residuals up to this magnitude, 1.2 radians, keep the sums of selectHalf within half of 32 bits:
+/// five squares of 10000 and the largest element of the codebook.
+constexpr int kSmallResidual = 10000;
+constexpr int kLargestCode2 = [] {
+    int most = 0;
+    for (const auto& row : LSPCode2) {
+        for (const Qol16s x : row) {
+            most = std::max(most, x < 0 ? -x : +x);
+        }
+    }
+    return most;
+}();
+static_assert(Qol64s{kHalf} * (kSmallResidual + kLargestCode2) * (kSmallResidual + kLargestCode2) <
+              0x3FFFFFFF);
+
+/// The same for small residuals, four rows at once; the sums are not doubled.
+int selectHalfSmall(const Qol16s* r, const Qol16s* w, const PairedRows<kRows2, kPairs2>& code) {
+    simd::i128 rPairs[kPairs2], wPairs[kPairs2];
+    splatPairs<kPairs2>(r, kHalf, rPairs);
+    splatPairs<kPairs2>(w, kHalf, wPairs);
+    LaneMinimum m;
+    for (int g = 0; g < kRows2 / 4; ++g) {
+        simd::i128 sum = simd::zero();
+        for (int k = 0; k < kPairs2; ++k) {
+            const simd::i128 d = simd::subSat16(rPairs[k], simd::load(code.v[g][k]));
+            const simd::i128 wd = _mm_or_si128(_mm_slli_epi16(_mm_mulhi_epi16(wPairs[k], d), 1),
+                                               _mm_srli_epi16(_mm_mullo_epi16(wPairs[k], d), 15));
+            sum = simd::add32(sum, simd::maddPairs(wd, d));
+        }
+        offer(m, sum, g);
+    }
+    return firstRow(m);
+}
+
 void ownLspSelect2(const Qol16s* e, const Qol16s* w, Choice& c) {
     Qol16s r[kLpOrder];
+    bool small = true;
     for (int j = 0; j < kLpOrder; ++j) {
         r[j] = basop::sub(e[j], LSPCode1[c.l1][j]);
+        small = small && r[j] >= -kSmallResidual && r[j] <= kSmallResidual;
     }
-    c.l2 = selectHalf(r, w, 0);
-    c.l3 = selectHalf(r, w, kHalf);
+    c.l2 = small ? selectHalfSmall(r, w, kCode2Low) : selectHalf(r, w, 0);
+    c.l3 = small ? selectHalfSmall(r + kHalf, w + kHalf, kCode2High) : selectHalf(r, w, kHalf);
 }
 
 /// Sum of the code rows, expanded.

@@ -65,12 +65,29 @@ constexpr int kFrameInOdd = kMaxLag / 2;
 constexpr Qol64s kSmallEnergy = 0xFFFFFFFF;
 
 void decimate(const Qol16s* span, Decimated& d) {
-    for (int i = 0; i < kEven - 1; ++i) {
+    using namespace simd;
+    constexpr int kVectors = kSpan / 16;
+    for (int i = 0; i < kVectors; ++i) {
+        const i128 a = load(span + 16 * i), b = load(span + 16 * i + 8);
+        const auto lowWord = [](i128 v) { return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16); };
+        store(d.even + 8 * i, packSat16(lowWord(a), lowWord(b)));
+        store(d.odd + 8 * i, packSat16(_mm_srai_epi32(a, 16), _mm_srai_epi32(b, 16)));
+    }
+    for (int i = 8 * kVectors; i < kEven - 1; ++i) {
         d.even[i] = span[2 * i];
         d.odd[i] = span[2 * i + 1];
     }
     d.even[kEven - 1] = span[kSpan - 1];
     d.odd[kEven - 1] = 0;
+}
+
+void scale(Decimated& d, bool left) {
+    for (Qol16s* x : {d.even, d.odd}) {
+        for (int i = 0; i < kEven; ++i) {
+            x[i] = left ? static_cast<Qol16s>(std::clamp(x[i] * (1 << kScaleShift), -32768, 32767))
+                        : static_cast<Qol16s>(x[i] >> kScaleShift);
+        }
+    }
 }
 
 /// The samples that meet the even ones of the frame at a lag.
@@ -169,34 +186,28 @@ QolStatus qolsOpenLoopPitchSearch_G729A_16s(const Qol16s* pSrc, Qol16s* pResultL
     if (anyNull(pSrc, pResultLag)) {
         return qolStsNullPtrErr;
     }
-    const Qol16s* span = pSrc - kMaxLag;
-    Qol16s scaled[kSpan];
-    Qol32s energyEven = 0;
-    const QolStatus overflow = qolsc::qolsDotProd_G729A_16s32s(span, span, kSpan, &energyEven);
-    if (overflow != qolStsNoErr) {
-        shiftRight(span, scaled);
-        span = scaled;
-    } else if (energyEven < 0x100000) {
-        shiftLeft(span, scaled);
-        span = scaled;
-    }
     Decimated d;
-    decimate(span, d);
-
+    decimate(pSrc - kMaxLag, d);
+    const Qol64s energyEven = 2 * energyExact(d.even, kEven);
+    if (energyEven > basop::MAX_32) {
+        scale(d, false);
+    } else if (energyEven < 0x100000) {
+        scale(d, true);
+    }
     // The scaling looks at the even places alone; the odd ones may be loud.
-    const auto lagMax =
-        energyExact(span, kSpan) <= kSmallEnergy ? lagMaxSmall : ownAutoCorrLagMax_G729A_16s;
+    const Qol64s energy = energyExact(d.even, kEven) + energyExact(d.odd, kEven);
+    const auto lagMax = energy <= kSmallEnergy ? lagMaxSmall : ownAutoCorrLagMax_G729A_16s;
     Peak peak[3] = {lagMax(d, kMinLag, 39, 1), lagMax(d, 40, 79, 1), lagMax(d, 80, kMaxLag, 2)};
     const int middle = peak[2].lag;
     offer(peak[2], correlationExact(d, middle + 1), middle + 1);
     offer(peak[2], correlationExact(d, middle - 1), middle - 1);
 
-    Qol32s energy[3];
+    Qol32s energies[3];
     Qol16s m[3];
     for (int i = 0; i < 3; ++i) {
-        energy[i] = energyAt(d, peak[i].lag);
+        energies[i] = energyAt(d, peak[i].lag);
     }
-    normalise(peak, energy, m);
+    normalise(peak, energies, m);
     if (nearMultiple(peak[1].lag, peak[2].lag)) {
         m[1] = basop::add(m[1], static_cast<Qol16s>(m[2] >> 2));
     }

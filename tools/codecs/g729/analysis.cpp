@@ -50,10 +50,13 @@ Lsp middleLsp(const Lsp& old, const Lsp& next) {
 
 int zoneOf(int place) { return place / kZone; }
 
+/// Saturation in a form that compilers turn into vector code.
+Qol16s clip(int x) { return static_cast<Qol16s>(std::clamp(x, -32768, 32767)); }
+
 /// Adds the vector's own samples a lag before, from the lag on (3.8).
 void sharpen(Subframe& v, int lag, Qol16s gain_Q15) {
     for (int i = lag; i < kSubframe; ++i) {
-        v[i] = add(v[i], mult(v[i - lag], gain_Q15));
+        v[i] = clip(v[i] + ((v[i - lag] * gain_Q15) >> 15));
     }
 }
 
@@ -63,8 +66,9 @@ Subframe filterPulses(const Subframe& response, int positions, int signs) {
     for (int p = 0; p < 4; ++p) {
         const int k = positions >> (3 * p) & (p < 3 ? 7 : 15);
         const int at = p < 3 ? 5 * k + p : 5 * (k >> 1) + 3 + (k & 1);
+        const int sign = signs >> p & 1 ? 1 : -1;
         for (int i = at; i < kSubframe; ++i) {
-            y[i] = signs >> p & 1 ? add(y[i], response[i - at]) : sub(y[i], response[i - at]);
+            y[i] = clip(y[i] + sign * response[i - at]);
         }
     }
     return y;

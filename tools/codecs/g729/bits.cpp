@@ -35,9 +35,15 @@ int lagParity(int p1) { return (1 + std::popcount(static_cast<unsigned>(p1 >> 2 
 
 void packFrame(const FrameCodes& codes, Frame& frame) {
     clearFrame(frame);
-    forEachParameter(codes, [&frame](Qol16s value, int bits) {
-        putBits(frame, static_cast<std::uint16_t>(value), bits);
+    std::uint64_t pending = 0; // bits that make no octet yet, the last one lowest
+    int count = 0;
+    forEachParameter(codes, [&frame, &pending, &count](Qol16s value, int bits) {
+        pending = pending << bits | static_cast<std::uint16_t>(value);
+        for (count += bits; count >= 8; count -= 8) {
+            frame.payload.push_back(static_cast<std::uint8_t>(pending >> (count - 8)));
+        }
     });
+    frame.bits = kFrameBits;
 }
 
 FrameCodes unpackFrame(const Frame& frame) {
