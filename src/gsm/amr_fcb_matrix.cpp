@@ -9,6 +9,7 @@
 #include "tables/gsm_fcb.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace qolsc::amr {
 
@@ -74,8 +75,8 @@ void advancePlace(Sums<Vectors>& acc) {
 
 // R[i][j] = R[i + 1][j + 1] + h[39 - i] h[39 - j]: one run over the rows, from the last, gives the
 // blocks of one class, in which a row of track t has the columns of track t + c.
-template <int Tracks>
-void fillClass(const PulseProblem& p, const Rearranged<Tracks>& x, int c, unsigned rows,
+template <int Tracks, int c>
+void fillClass(const PulseProblem& p, const Rearranged<Tracks>& x, unsigned rows,
                TrackMatrix<Tracks>& m) {
     constexpr int kVectors = TrackMatrix<Tracks>::kStride / 8;
     const i128 half = simd::splat32(0x4000);
@@ -104,6 +105,43 @@ void fillClass(const PulseProblem& p, const Rearranged<Tracks>& x, int c, unsign
     }
 }
 
+// The matrix is symmetric: the blocks of class 5 - c, transposed.
+template <int c>
+void mirrorClass(TrackMatrix<5>& m) {
+    for (int t = 0; t < 5; ++t) {
+        const int column = (t + c) % 5;
+        const Qol16s* rows[8];
+        i128 columns[8];
+        for (int y = 0; y < 8; ++y) {
+            rows[y] = m.rr[column][y][t];
+        }
+        transpose(rows, columns);
+        for (int y = 0; y < 8; ++y) {
+            simd::store(m.rr[t][y][column], columns[y]);
+        }
+    }
+}
+
+template <int Tracks, int c>
+void fillIfWanted(const PulseProblem& p, const Rearranged<Tracks>& x, const Qol8u (&rows)[Tracks],
+                  TrackMatrix<Tracks>& m) {
+    if constexpr (Tracks == 5 && c > 2) {
+        if (rows[c] == 31 && rows[5 - c] == 31) {
+            mirrorClass<c>(m);
+            return;
+        }
+    }
+    if (rows[c]) {
+        fillClass<Tracks, c>(p, x, rows[c], m);
+    }
+}
+
+template <int Tracks, int... c>
+void fillClasses(const PulseProblem& p, const Rearranged<Tracks>& x, const Qol8u (&rows)[Tracks],
+                 TrackMatrix<Tracks>& m, std::integer_sequence<int, c...>) {
+    (fillIfWanted<Tracks, c>(p, x, rows, m), ...);
+}
+
 } // namespace
 
 template <int Tracks>
@@ -111,11 +149,7 @@ void fillTrackMatrix(const PulseProblem& p, const Qol8u (&rows)[Tracks], TrackMa
     Rearranged<Tracks> x;
     rearrange(p, x);
     toTracks<Tracks>(p.dn, m.dn);
-    for (int c = 0; c < Tracks; ++c) {
-        if (rows[c]) {
-            fillClass(p, x, c, rows[c], m);
-        }
-    }
+    fillClasses(p, x, rows, m, std::make_integer_sequence<int, Tracks>{});
     Qol16s diag[kSubframe];
     Qol32s s = 0x4000;
     for (int k = 0; k < kSubframe; ++k) {

@@ -61,28 +61,6 @@ i128 prunedLanes(i128 dn, int count) {
     return _mm_cmplt_epi16(rank, simd::splat16(static_cast<Qol16s>(count)));
 }
 
-// Columns of eight rows of eight.
-void transpose(const Qol16s* const (&rows)[8], i128 (&columns)[8]) {
-    i128 a[8], b[8];
-    for (int k = 0; k < 4; ++k) {
-        const i128 even = simd::load(rows[2 * k]), odd = simd::load(rows[2 * k + 1]);
-        a[k] = _mm_unpacklo_epi16(even, odd);
-        a[k + 4] = _mm_unpackhi_epi16(even, odd);
-    }
-    for (int k = 0; k < 8; k += 4) {
-        b[k] = _mm_unpacklo_epi32(a[k], a[k + 1]);
-        b[k + 1] = _mm_unpackhi_epi32(a[k], a[k + 1]);
-        b[k + 2] = _mm_unpacklo_epi32(a[k + 2], a[k + 3]);
-        b[k + 3] = _mm_unpackhi_epi32(a[k + 2], a[k + 3]);
-    }
-    for (int k = 0; k < 2; ++k) {
-        columns[4 * k] = _mm_unpacklo_epi64(b[4 * k], b[4 * k + 2]);
-        columns[4 * k + 1] = _mm_unpackhi_epi64(b[4 * k], b[4 * k + 2]);
-        columns[4 * k + 2] = _mm_unpacklo_epi64(b[4 * k + 1], b[4 * k + 3]);
-        columns[4 * k + 3] = _mm_unpackhi_epi64(b[4 * k + 1], b[4 * k + 3]);
-    }
-}
-
 /// A level of the depth-first search, each lane with its own first pulse.
 struct Level {
     LaneScores scores;
