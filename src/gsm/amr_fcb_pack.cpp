@@ -7,51 +7,56 @@
 #include "tables/gsm_fcb.h"
 #include "vector/simd.h"
 
+#include <algorithm>
+
 namespace qolsc::amr {
 
 using namespace basop;
 
 namespace {
 
-// Sum of the responses to the pulses, each with its height in Q15.
+// One sample of the sum of the responses, saturating in the order of the pulses.
+Qol16s filteredSample(const Qol16s* delayed, const PulseSet& set, const Qol16s* height,
+                      int pulses) {
+    Qol32s s = 0;
+    for (int n = 0; n < pulses; ++n) {
+        s = L_mac(s, delayed[-set.pos[n]], height[n]);
+    }
+    return round_fx(s);
+}
+
+// Sum of the responses to the pulses, each with its height in Q15. Where the magnitudes of the
+// terms, taken at full height, stay below 2^15, nothing saturates.
 void filterPulses(const PulseSet& set, const Qol16s* height, int pulses, const Qol16s* h,
                   Qol16s* pDst) {
     using simd::i128;
-    // An even count of shifted copies, the response behind a subframe of zeros.
-    alignas(16) Qol16s delayed[2 * kSubframe] = {};
-    Qol32s largest = 0;
-    for (int i = 0; i < kSubframe; ++i) {
-        delayed[kSubframe + i] = h[i];
-        const Qol32s a = h[i] < 0 ? -h[i] : h[i];
-        largest = a > largest ? a : largest;
-    }
-    Qol32s heights = 0;
-    for (int n = 0; n < pulses; ++n) {
-        heights += height[n] < 0 ? -height[n] : height[n];
-    }
-    if (Qol64s{largest} * heights >= 0x3FFF8000) { // the doubled sum could saturate
-        for (int i = 0; i < kSubframe; ++i) {
-            Qol32s s = 0;
-            for (int n = 0; n < pulses; ++n) {
-                s = L_mac(s, delayed[kSubframe + i - set.pos[n]], height[n]);
-            }
-            pDst[i] = round_fx(s);
-        }
-        return;
-    }
-    const Qol16s silent[kSubframe] = {};
+    alignas(16) Qol16s delayed[2 * kSubframe] = {}; // the response behind a subframe of zeros
+    std::copy_n(h, kSubframe, delayed + kSubframe);
+    const int even = pulses & ~1;
     for (int i = 0; i < kSubframe; i += 8) {
-        i128 lo = simd::splat32(0x4000), hi = lo;
-        for (int n = 0; n < pulses; n += 2) {
-            const bool pair = n + 1 < pulses;
-            const i128 a = simd::load(delayed + kSubframe + i - set.pos[n]);
-            const i128 b = simd::load(pair ? delayed + kSubframe + i - set.pos[n + 1] : silent + i);
-            const i128 sg = _mm_unpacklo_epi16(simd::splat16(height[n]),
-                                               simd::splat16(pair ? height[n + 1] : Qol16s{0}));
+        const Qol16s* x = delayed + kSubframe + i;
+        i128 lo = simd::splat32(0x4000), hi = lo, magnitudes = simd::zero();
+        const auto add = [&](i128 a, i128 b, Qol16s heightA, Qol16s heightB) {
+            const i128 sg = _mm_unpacklo_epi16(simd::splat16(heightA), simd::splat16(heightB));
             lo = simd::add32(lo, simd::maddPairs(_mm_unpacklo_epi16(a, b), sg));
             hi = simd::add32(hi, simd::maddPairs(_mm_unpackhi_epi16(a, b), sg));
+            magnitudes =
+                _mm_adds_epu16(magnitudes, _mm_adds_epu16(_mm_abs_epi16(a), _mm_abs_epi16(b)));
+        };
+        for (int n = 0; n < even; n += 2) {
+            add(simd::load(x - set.pos[n]), simd::load(x - set.pos[n + 1]), height[n],
+                height[n + 1]);
         }
-        simd::store(pDst + i, simd::packSat16(_mm_srai_epi32(lo, 15), _mm_srai_epi32(hi, 15)));
+        if (even < pulses) {
+            add(simd::load(x - set.pos[even]), simd::zero(), height[even], 0);
+        }
+        if (_mm_movemask_epi8(_mm_srai_epi16(magnitudes, 15)) == 0) {
+            simd::store(pDst + i, simd::packSat16(_mm_srai_epi32(lo, 15), _mm_srai_epi32(hi, 15)));
+            continue;
+        }
+        for (int k = 0; k < 8; ++k) {
+            pDst[i + k] = filteredSample(x + k, set, height, pulses);
+        }
     }
 }
 

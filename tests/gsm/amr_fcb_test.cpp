@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <numeric>
@@ -161,6 +162,41 @@ TEST_P(EveryRate, PackingAndDecodingAreInverse) {
             if (book != Codebook::pulses2of11) { // where pulses may coincide without adding up
                 ASSERT_NEAR(filtered[static_cast<std::size_t>(i)], sum / unit, 5) << i;
             }
+        }
+    }
+}
+
+// The filtered vector against the standard's saturating sum, for responses of every level.
+TEST_P(EveryRate, FilteredVectorSaturatesTermByTerm) {
+    Random r{static_cast<std::uint64_t>(GetParam()) + 9};
+    const Codebook book = codebookOf(GetParam());
+    const int height = book == Codebook::pulses10 ? 8192 : 32768;
+    for (int n = 0; n < 500; ++n) {
+        const Words h = n % 5 == 0 ? Words{} : words(r, (1 << uniform(r, 8, 15)) - 1);
+        const Words sign = words(r, 32767);
+        PulseSet set{};
+        for (int k = 0; k < pulseCount(book); ++k) {
+            // Tracks that every rate's packing knows.
+            const int track = trackCount(book) == 4 ? k % 4 : k % 5;
+            set.pos[k] = static_cast<Qol16s>(
+                track + trackCount(book) * uniform(r, 0, kSubframe / trackCount(book) - 1));
+        }
+        Words code, filtered;
+        std::array<Qol16s, 10> index{};
+        packPulses(set, sign.data(), h.data(), book, 0, code.data(), filtered.data(), index.data());
+        for (int i = 0; i < kSubframe; ++i) {
+            std::int64_t sum = 0;
+            for (int k = 0; k < pulseCount(book); ++k) {
+                const bool positive = sign[static_cast<std::size_t>(set.pos[k])] > 0;
+                const int factor = !positive ? -height : height == 32768 ? 32767 : height;
+                const int d = i - set.pos[k];
+                const int x = d < 0 ? 0 : h[static_cast<std::size_t>(d)];
+                sum = std::clamp<std::int64_t>(sum + 2 * x * std::int64_t{factor}, INT32_MIN,
+                                               INT32_MAX);
+            }
+            const std::int64_t rounded =
+                std::clamp<std::int64_t>(sum + 0x8000, INT32_MIN, INT32_MAX) >> 16;
+            ASSERT_EQ(filtered[static_cast<std::size_t>(i)], rounded) << "sample " << i;
         }
     }
 }
