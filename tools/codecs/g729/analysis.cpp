@@ -53,13 +53,6 @@ int zoneOf(int place) { return place / kZone; }
 /// Saturation in a form that compilers turn into vector code.
 Qol16s clip(int x) { return static_cast<Qol16s>(std::clamp(x, -32768, 32767)); }
 
-/// Adds the vector's own samples a lag before, from the lag on (3.8).
-void sharpen(Subframe& v, int lag, Qol16s gain_Q15) {
-    for (int i = lag; i < kSubframe; ++i) {
-        v[i] = clip(v[i] + ((v[i - lag] * gain_Q15) >> 15));
-    }
-}
-
 /// Response of the weighted synthesis filter to the four pulses, in the order of the tracks.
 Subframe filterPulses(const Subframe& response, int positions, int signs) {
     Subframe y{};
@@ -74,20 +67,34 @@ Subframe filterPulses(const Subframe& response, int positions, int signs) {
     return y;
 }
 
+/// What the search of the fixed codebook gives.
+struct FixedPart {
+    Subframe code, filtered;
+    Qol16s index[2]; ///< signs, positions
+};
+
 /// Search of the fixed codebook on the target less the pitch contribution.
-Subframe searchFixed(SubframeState& s, const Subframe& target, const Subframe& response,
-                     int subframe, Search search, Qol16s* index) {
-    Subframe correlation, code;
+FixedPart searchFixed(SubframeState& s, const Subframe& target, const Subframe& response,
+                      int subframe, Search search) {
+    FixedPart part;
+    Subframe correlation;
     alignas(32) std::array<Qol16s, 616> matrix;
     qolsCrossCorr_NormM_16s(response.data(), target.data(), kSubframe, correlation.data());
+    if (search == Search::twoPulses) {
+        qolsFixedCodebookSearch_G729D_16s(correlation.data(), response.data(), part.code.data(),
+                                          part.filtered.data(), part.index, part.index + 1);
+        return part;
+    }
     qolsToeplizMatrix_G729_16s(response.data(), matrix.data());
     if (search == Search::depthFirst) {
-        qolsFixedCodebookSearch_G729A_16s(correlation.data(), matrix.data(), code.data(), index);
+        qolsFixedCodebookSearch_G729A_16s(correlation.data(), matrix.data(), part.code.data(),
+                                          part.index);
     } else {
-        qolsFixedCodebookSearch_G729_16s(correlation.data(), matrix.data(), code.data(), index,
-                                         &s.searchTimes, static_cast<Qol16s>(subframe));
+        qolsFixedCodebookSearch_G729_16s(correlation.data(), matrix.data(), part.code.data(),
+                                         part.index, &s.searchTimes, static_cast<Qol16s>(subframe));
     }
-    return code;
+    part.filtered = filterPulses(response, part.index[1], part.index[0]);
+    return part;
 }
 
 } // namespace
@@ -145,6 +152,12 @@ void updateTaming(Taming& t, Qol16s gain, int lag) {
     t.error[0] = worst;
 }
 
+void sharpen(Subframe& v, int lag, Qol16s gain_Q15) {
+    for (int i = lag; i < kSubframe; ++i) {
+        v[i] = clip(v[i] + ((v[i - lag] * gain_Q15) >> 15));
+    }
+}
+
 void codeSubframe(SubframeState& s, PitchPart& p, int subframe, Search search,
                   SubframeCodes& codes) {
     const bool tame = mustTame(s.taming, p.lag.integer, p.lag.fraction);
@@ -156,18 +169,20 @@ void codeSubframe(SubframeState& s, PitchPart& p, int subframe, Search search,
     if (p.lag.integer < kSubframe) {
         sharpen(p.response, p.lag.integer, sharpening);
     }
-    Qol16s index[2];
-    Subframe code = searchFixed(s, target2, p.response, subframe, search, index);
-    codes.sign = index[0];
-    codes.position = index[1];
-    const Subframe filteredCode = filterPulses(p.response, index[1], index[0]);
+    FixedPart fixedPart = searchFixed(s, target2, p.response, subframe, search);
+    Subframe& code = fixedPart.code;
+    const Subframe& filteredCode = fixedPart.filtered;
+    codes.sign = fixedPart.index[0];
+    codes.position = fixedPart.index[1];
     if (p.lag.integer < kSubframe) {
         sharpen(code, p.lag.integer, sharpening);
     }
 
     Qol16s quant[2]; // pitch gain Q14, code gain Q1
-    qolsGainQuant_G729_16s(p.target.data(), p.filtered.data(), code.data(), filteredCode.data(),
-                           s.energyHistory.data(), quant, codes.gain, tame ? 1 : 0);
+    const auto quantise =
+        search == Search::twoPulses ? qolsGainQuant_G729D_16s : qolsGainQuant_G729_16s;
+    quantise(p.target.data(), p.filtered.data(), code.data(), filteredCode.data(),
+             s.energyHistory.data(), quant, codes.gain, tame ? 1 : 0);
     s.sharpening = std::clamp(quant[0], kMinSharpening_Q14, kMaxSharpening_Q14);
     Qol16s* exc = s.excitation.data() + kPastExcitation + subframe * kSubframe;
     for (int i = 0; i < kSubframe; ++i) {

@@ -75,13 +75,16 @@ struct PitchPart {
     Qol16s gain; ///< Q14
 };
 
-/// Which fixed-codebook search codeSubframe runs.
-enum class Search { nested, depthFirst };
+/// Which fixed-codebook search codeSubframe runs; twoPulses (6.4 kbit/s) has gains of its own too.
+enum class Search { nested, depthFirst, twoPulses };
 
 /// Taming, fixed codebook, gains and excitation of a subframe; the excitation holds the
 /// adaptive-codebook vector on entry. Moves all of the state on.
 void codeSubframe(SubframeState& s, PitchPart& p, int subframe, Search search,
                   SubframeCodes& codes);
+
+/// Adds the vector's own samples a lag before, from the lag on (3.8).
+void sharpen(Subframe& v, int lag, Qol16s gain_Q15);
 
 /// Writes the lag codes (and the parity) of a subframe. `first` is the integer lag of subframe 0.
 void codeLag(FrameCodes& codes, int subframe, Lag lag, int first);

@@ -46,6 +46,23 @@ void packFrame(const FrameCodes& codes, Frame& frame) {
     frame.bits = kFrameBits;
 }
 
+void packFrame6400(const FrameCodes& codes, Frame& frame) {
+    clearFrame(frame);
+    const auto put = [&frame](Qol16s value, int bits) {
+        putBits(frame, static_cast<std::uint16_t>(value), bits);
+    };
+    put(codes.lsp[0], 8);
+    put(codes.lsp[1], 10);
+    for (int i = 0; i < 2; ++i) {
+        const SubframeCodes& sub = codes.sub[i];
+        put(sub.lag, i == 0 ? 8 : 4);
+        put(sub.position, 9);
+        put(sub.sign, 2);
+        put(sub.gain[0], 3);
+        put(sub.gain[1], 3);
+    }
+}
+
 FrameCodes unpackFrame(const Frame& frame) {
     FrameCodes codes{};
     int position = 0;
@@ -62,6 +79,27 @@ int encodeLag0(Lag lag) {
 }
 
 int encodeLag1(Lag lag, int window) { return 3 * (lag.integer - window) + 2 + lag.fraction; }
+
+int encodeLag1Short(Lag lag, int window) {
+    const int i = lag.integer - window;
+    // Near the middle of the window the thirds count from code 3 on, the lag before it included.
+    if (i < 3) {
+        return i;
+    }
+    return i < 7 ? 3 * (i - 3) + lag.fraction + 3 : i + 6;
+}
+
+Lag decodeLag1Short(int code, int window) {
+    if (code < 4) {
+        return {window + code, 0};
+    }
+    if (code >= 12) {
+        return {window + code - 6, 0};
+    }
+    const int fraction = (code - 3) % 3;
+    const Lag lag{((code - fraction) * 10923 >> 15) + window + 2, fraction};
+    return fraction == 2 ? Lag{lag.integer + 1, -1} : lag;
+}
 
 Lag decodeLag0(int p1) {
     if (p1 >= 197) {

@@ -11,6 +11,7 @@ namespace qolsc::tools::g729 {
 inline constexpr int kFrameSamples = 80;
 inline constexpr int kSubframe = 40;
 inline constexpr int kFrameBits = 80;
+inline constexpr int kBits6400 = 64, kBits11800 = 118;  ///< Annexes D and E
 inline constexpr int kOrder = 10, kCoeffs = kOrder + 1; ///< of the LP filter
 inline constexpr int kPastExcitation = 154;
 
@@ -37,6 +38,9 @@ void packFrame(const FrameCodes& codes, Frame& frame);
 /// Reads them back. The frame has 80 bits.
 FrameCodes unpackFrame(const Frame& frame);
 
+/// Writes the 64 bits of a frame of Annex D (9 bits of positions, 2 of signs, 3 and 3 of gains).
+void packFrame6400(const FrameCodes& codes, Frame& frame);
+
 /// Lag with its fraction in thirds.
 struct Lag {
     int integer;
@@ -47,6 +51,9 @@ struct Lag {
 int secondWindow(int lag0);
 int encodeLag0(Lag lag);
 int encodeLag1(Lag lag, int window);
+/// Lag of subframe 1 at 6.4 kbit/s in 4 bits: thirds in the middle of the window only (D.5.7).
+int encodeLag1Short(Lag lag, int window);
+Lag decodeLag1Short(int code, int window);
 Lag decodeLag0(int p1);
 Lag decodeLag1(int p2, int window);
 

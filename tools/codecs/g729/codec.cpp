@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Codec record of the G.729 main body. Its decoder takes frames of Annexes B, D and E too.
+// Codec records of the G.729 main body and Annex D. The decoder takes frames of Annex B too.
 #include "codecs/g729/bits.h"
 #include "codecs/g729/decoder.h"
 #include "codecs/g729/encoder.h"
@@ -9,23 +9,30 @@
 namespace qolsc::tools {
 
 namespace {
+
 const StreamForm* const kForms[] = {&kPacked, &g729::kSerialFrames};
+
+constexpr Codec record(const char* name, const char* title, int bits) {
+    return Codec{.name = name,
+                 .title = title,
+                 .sampleRate = 8000,
+                 .frameSamples = g729::kFrameSamples,
+                 .granule = g729::kFrameSamples,
+                 .frameBits = bits,
+                 .forms = kForms,
+                 .openEncoder = g729::openEncoder,
+                 .closeEncoder = g729::closeEncoder,
+                 .encode = g729::encode,
+                 .openDecoder = g729::openDecoder,
+                 .closeDecoder = g729::closeDecoder,
+                 .decode = g729::decode,
+                 .delay = 40};
 }
 
-extern const Codec kG729;
-const Codec kG729{.name = "g729",
-                  .title = "ITU-T G.729, 8 kbit/s",
-                  .sampleRate = 8000,
-                  .frameSamples = g729::kFrameSamples,
-                  .granule = g729::kFrameSamples,
-                  .frameBits = g729::kFrameBits,
-                  .forms = kForms,
-                  .openEncoder = g729::openEncoder,
-                  .closeEncoder = g729::closeEncoder,
-                  .encode = g729::encode,
-                  .openDecoder = g729::openDecoder,
-                  .closeDecoder = g729::closeDecoder,
-                  .decode = g729::decode,
-                  .delay = 40};
+} // namespace
+
+extern const Codec kG729, kG729_6400;
+const Codec kG729 = record("g729", "ITU-T G.729, 8 kbit/s", g729::kFrameBits);
+const Codec kG729_6400 = record("g729-6.4", "ITU-T G.729 Annex D, 6.4 kbit/s", g729::kBits6400);
 
 } // namespace qolsc::tools

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Encoder of the G.729 main body at 8 kbit/s, assembled from the library's exports.
+// Encoder of the G.729 main body at 8 kbit/s and of Annex D, assembled from the library's exports.
 #include "codecs/g729/encoder.h"
 
 #include "codecs/g729/analysis.h"
@@ -26,6 +26,7 @@ struct Adaptation {
 };
 
 struct Encoder {
+    bool lowRate = false; ///< 6.4 kbit/s
     Analysis analysis;
     SubframeState sub;
     Adaptation adaptation;
@@ -154,22 +155,33 @@ int encodeSubframe(Encoder& e, const Lpc& quant, const Weighting& w, int subfram
     makeTarget(e, quant, w, subframe, p.target);
     Qol16s delay[2];
     Subframe vector;
-    qolsAdaptiveCodebookSearch_G729_16s(nearLag, p.target.data(), p.response.data(),
-                                        e.sub.excitation.data() + subframe * kSubframe, delay,
-                                        vector.data(), static_cast<Qol16s>(subframe));
+    Qol16s* buffer = e.sub.excitation.data() + subframe * kSubframe;
+    if (e.lowRate) {
+        qolsAdaptiveCodebookSearch_G729D_16s(nearLag, p.target.data(), p.response.data(), buffer,
+                                             static_cast<Qol16s>(subframe), delay);
+        qolsDecodeAdaptiveVector_G729_16s(delay, buffer, vector.data());
+    } else {
+        qolsAdaptiveCodebookSearch_G729_16s(nearLag, p.target.data(), p.response.data(), buffer,
+                                            delay, vector.data(), static_cast<Qol16s>(subframe));
+    }
     p.lag = {delay[0], delay[1]};
     codeLag(codes, subframe, p.lag, nearLag);
+    if (e.lowRate && subframe == 1) {
+        codes.sub[1].lag = static_cast<Qol16s>(encodeLag1Short(p.lag, secondWindow(nearLag)));
+    }
     qolsAdaptiveCodebookGain_G729_16s(p.target.data(), p.response.data(), vector.data(),
                                       p.filtered.data(), &p.gain);
-    codeSubframe(e.sub, p, subframe, Search::nested, codes.sub[subframe]);
+    codeSubframe(e.sub, p, subframe, e.lowRate ? Search::twoPulses : Search::nested,
+                 codes.sub[subframe]);
     synthesise(e, quant, subframe);
     return p.lag.integer;
 }
 
 } // namespace
 
-void* openEncoder(const Codec&, const CodecSettings&) {
+void* openEncoder(const Codec& codec, const CodecSettings&) {
     auto* e = new Encoder;
+    e->lowRate = codec.frameBits == kBits6400;
     initAnalysis(e->analysis);
     return e;
 }
@@ -191,7 +203,7 @@ void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
     for (int k = 0; k < 2; ++k) {
         lag = encodeSubframe(e, lp.quant[k], w[k], k, lag, codes);
     }
-    packFrame(codes, frame);
+    (e.lowRate ? packFrame6400 : packFrame)(codes, frame);
     advance(e.analysis);
     advance(e.sub);
     std::copy(e.weighted.begin() + kFrameSamples, e.weighted.end(), e.weighted.begin());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Coded forms of the G.729 codecs: packed octets, and the serial words of the ITU-T sequences, whose
-// frames may change their size.
+// Coded forms of the G.729 codecs: packed octets, and the serial words of the ITU-T sequences,
+// whose frames may change their size.
 #pragma once
 
 #include "codecs/codec.h"

@@ -55,20 +55,6 @@ void decodeLpc(Synthesis& s, const FrameInput& in, const BackwardFilter& filter)
     }
 }
 
-/// Lag of the second subframe at 6.4 kbit/s: 4 bits, whole samples but for the middle of the
-/// window (§D.5.7).
-Lag decodeLag1Short(int code, int window) {
-    if (code < 4) {
-        return {window + code, 0};
-    }
-    if (code >= 12) {
-        return {window + code - 6, 0};
-    }
-    const int fraction = (code - 3) % 3;
-    const Lag lag{((code - fraction) * 10923 >> 15) + window + 2, fraction};
-    return fraction == 2 ? Lag{lag.integer + 1, -1} : lag;
-}
-
 /// Lag of a subframe; where it was lost the old one goes on, one longer each time.
 Lag lagOf(Synthesis& s, const FrameInput& in, int i) {
     if (in.bad || (i == 0 && in.badParity)) {

@@ -13,7 +13,6 @@
 namespace qolsc::tools::g729 {
 
 inline constexpr int kMaxOrder = kBackwardOrder;
-inline constexpr int kBits6400 = 64, kBits11800 = 118;
 
 /// Codes of a subframe at any rate.
 struct SubframeInput {
