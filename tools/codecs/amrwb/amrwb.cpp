@@ -56,6 +56,7 @@ constexpr Codec wideband(const char* name, const char* title, int mode) {
                  .openDecoder = openDecoder,
                  .closeDecoder = closeDecoder,
                  .decode = decode,
+                 .delay = 95, // 5 ms of look-ahead and both resampling filters
                  .hasDtx = true};
 }
 
