@@ -40,6 +40,17 @@ constexpr int pulseCount(Codebook book) {
 }
 constexpr int trackCount(Codebook book) { return book == Codebook::pulses8 ? 4 : 5; }
 
+/// Q15 weights in the energies that rank a pair of pulses, the search of 8 and 10 pulses placing
+/// pairs: own and cross terms of the inner pulse, rounded apart, then of the outer one, the weight
+/// of the inner terms, and of the two pulses' correlation. By level.
+struct PairWeights {
+    Qol16s innerOwn, innerCross, outerOwn, outerCross, inner, both;
+};
+inline constexpr PairWeights kPairWeights[] = {{4096, 8192, 2048, 4096, 16384, 4096},
+                                               {4096, 8192, 1024, 2048, 8192, 2048},
+                                               {2048, 4096, 512, 1024, 8192, 1024},
+                                               {2048, 4096, 256, 512, 4096, 512}};
+
 /// Correlations of the scaled response in track order: position p lies at [p % Tracks][p / Tracks].
 /// Rows of 10 places are filled up to 16 with zeros.
 template <int Tracks>

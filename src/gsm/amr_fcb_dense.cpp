@@ -14,15 +14,6 @@ namespace {
 // weights are even. Half of 2^31 - 1:
 constexpr Qol32s kSaturated = 0x3FFFFFFF;
 
-/// Q15 weights of a pair of pulses.
-struct PairWeights {
-    Qol16s innerOwn, innerCross, outerOwn, outerCross, inner, both;
-};
-constexpr PairWeights kPairWeights[] = {{4096, 8192, 2048, 4096, 16384, 4096},
-                                        {4096, 8192, 1024, 2048, 8192, 2048},
-                                        {2048, 4096, 512, 1024, 8192, 1024},
-                                        {2048, 4096, 256, 512, 4096, 512}};
-
 struct Place {
     int track, place;
 };

@@ -130,15 +130,6 @@ void searchDepth(const PulseProblem& p, const Matrix& rr, const Qol16s* dn2, con
     }
 }
 
-/// Q15 weights of one pair of pulses in the search of 8 and 10.
-struct PairWeights {
-    Qol16s innerOwn, innerCross, outerOwn, outerCross, inner, both;
-};
-constexpr PairWeights kPairWeights[] = {{4096, 8192, 2048, 4096, 16384, 4096},
-                                        {4096, 8192, 1024, 2048, 8192, 2048},
-                                        {2048, 4096, 512, 1024, 8192, 1024},
-                                        {2048, 4096, 256, 512, 4096, 512}};
-
 // Places the pulses n and n + 1 of pos with all earlier ones held.
 Score placePair(const PulseProblem& p, const Matrix& rr, int tracks, const PairWeights& w,
                 const Qol16s* ipos, int n, Qol32s base, Qol16s& ps, Qol16s* pos) {
