@@ -17,4 +17,9 @@ extern const Qol32f rgfltHPFLatticeCoefV_8000[5], rgfltHPFLatticeCoefV_16000[5],
 // Symmetric prototypes of the two-band quadrature mirror filter.
 extern const Qol32f ownrgQmfCoef24[24], ownrgQmfCoef48[48];
 
+// Spectral post-filter, one row a mode; only modes 0 to 4 are served. Factor of the polynomial (h0, h1), scale of the
+// log spectrum, exponent of its compression, scale behind it, limit by the mean, tilt.
+extern const Qol32f rgfltHpCoeff_32f[8][2];
+extern const Qol32f rgfltLogScale_32f[8], rgfltComFac1_32f[8], rgfltMultFac1_32f[8], rgfltMultFac2_32f[8], rgfltLpCoefFac_32f[8];
+
 } // namespace qolsc::tables

@@ -68,6 +68,32 @@ QolStatus qolsQMFDecode_RTA_32f(const Qol32f* pSrcLow, const Qol32f* pSrcHigh, Q
  *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: a pointer is null; qolStsSizeErr: len outside 1..640 */
 QolStatus qolsBandPassFilter_RTA_32f_I(Qol32f* pSrcDst, Qol32s len, Qol32f* pMem) QOL_NOEXCEPT;
 
+/** Record of the spectral post-filter. It points into itself: move it only by Init. */
+typedef struct QolsPostFilterState_RTA QolsPostFilterState_RTA;
+
+/** Size of the post-filter's record.
+ *  @param[out] pSize  in bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr: pSize is null */
+QolStatus qolsPostFilterGetStateSize_RTA_32f(Qol32s* pSize) QOL_NOEXCEPT;
+
+/** Sets a record: the transform's tables.
+ *  @param[out] pState  record of the queried size, aligned at 8
+ *  @return qolStsNoErr; qolStsNullPtrErr: pState is null */
+QolStatus qolsPostFilterInit_RTA_32f(QolsPostFilterState_RTA* pState) QOL_NOEXCEPT;
+
+/** Spectral post-filter of a decoded frame, designed from its LP coefficients, with gain control.
+ *  @param[in]     pLPC     order coefficients of A(z), the leading 1 left out
+ *  @param[in]     order    2 to 16
+ *  @param[in,out] pSrcDst  len samples
+ *  @param[in]     len      count of samples, at least 1
+ *  @param[in]     valMode  strength, 0 to 4
+ *  @param[in,out] pMem     35 elements, cleared at start: 16 past input samples (newest first), 17 taps, gain, one spare
+ *  @param[in,out] pState   record set by Init; its work buffer is written, so one record serves one thread at a time
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: a pointer is null; qolStsRangeErr: order outside 2..16;
+ *          qolStsSizeErr: len below 1; qolStsRangeErr: valMode outside 0..4 */
+QolStatus qolsPostFilter_RTA_32f_I(const Qol32f* pLPC, Qol32s order, Qol32f* pSrcDst, Qol32s len, Qol32s valMode,
+                                   Qol32f* pMem, QolsPostFilterState_RTA* pState) QOL_NOEXCEPT;
+
 #ifdef __cplusplus
 }
 #endif

@@ -6,7 +6,6 @@
 #include "rta/rta.h"
 
 #include <cmath>
-#include <cstring>
 
 namespace qolsc {
 
@@ -24,19 +23,18 @@ void firstOrder(Qol32f* x, Qol32s len, Qol32f a, Qol32f b, Qol32f* pLast) {
     *pLast = last;
 }
 
-Qol64f magnitudes(const Qol32f* x, int len) {
+} // namespace
+
+Qol64f sumOfMagnitudes(const Qol32f* pSrc, int len) {
     Qol64f sum = 0;
     for (int i = 0; i < len; ++i) {
-        sum += std::fabs(x[i]);
+        sum += std::fabs(pSrc[i]);
     }
     return sum;
 }
 
-} // namespace
-
-Qol32f ownGainControl_MSRTA_32f(const Qol32f* pSrc, const Qol32f* pFiltered, int len) {
-    const Qol64f filtered = magnitudes(pFiltered, len);
-    return filtered > 0 ? static_cast<Qol32f>(magnitudes(pSrc, len) / filtered) : 0.0f;
+Qol32f ownGainControl_MSRTA_32f(Qol64f before, Qol64f after) {
+    return after > 0 ? static_cast<Qol32f>(before / after) : 0.0f;
 }
 
 void ownAGCFilter_RTA_32f_I(Qol32f* pSrcDst, int len, Qol32f step, Qol32f* pAgc) {
@@ -55,12 +53,11 @@ QolStatus qolsBandPassFilter_RTA_32f_I(Qol32f* pSrcDst, Qol32s len, Qol32f* pMem
     if (len < 1 || len > kMostSamples) {
         return qolStsSizeErr;
     }
-    Qol32f input[kMostSamples];
-    std::memcpy(input, pSrcDst, static_cast<std::size_t>(len) * sizeof *input);
+    const Qol64f before = sumOfMagnitudes(pSrcDst, len);
     firstOrder(pSrcDst, len, 0.8f, -0.2f, &pMem[0]);
     firstOrder(pSrcDst, len, 1.3333334f, 0.33333334f, &pMem[1]);
     // 0.99 and 0.011 add up to 1.001 on purpose: a slight lift.
-    const Qol32f g = ownGainControl_MSRTA_32f(input, pSrcDst, len);
+    const Qol32f g = ownGainControl_MSRTA_32f(before, sumOfMagnitudes(pSrcDst, len));
     ownAGCFilter_RTA_32f_I(pSrcDst, len, 0.011f * g, &pMem[2]);
     return qolStsNoErr;
 }
