@@ -4,6 +4,7 @@
 
 #include "numeric/helpers.h"
 #include "tables/lp.h"
+#include "vector/simd.h"
 
 namespace qolsc {
 
@@ -125,20 +126,75 @@ bool buildPolynomials(const Qol16s* a, const PolyScale& s, Qol16s* f1, Qol16s* f
     return fits;
 }
 
-/// Chebyshev series of f at x (Q15) by Clenshaw's recursion, in 32 bits that wrap.
-Qol16s ownChebyshev(const Qol16s* f, Qol16s x, const PolyScale& s) {
-    const auto mpy16 = [x](Qol32s b) { // Mpy_32_16 without saturation
-        return wrap32(2 * (Qol64s{b >> 16} * x + (((b >> 1 & 0x7FFF) * x) >> 15)));
+using simd::i128;
+
+/// A polynomial ready for evaluation: f[1..5] in the scale of the accumulator, in all lanes.
+struct Series {
+    i128 f[kHalfOrder + 1];
+};
+
+Series prepare(const Qol16s* f, const PolyScale& s) {
+    Series r;
+    for (int i = 1; i <= kHalfOrder; ++i) {
+        const int shift = i < kHalfOrder ? s.termShift : s.termShift - 1;
+        r.f[i] = simd::splat32(wrapMul32(f[i], 1 << shift));
+    }
+    return r;
+}
+
+/// Chebyshev series at four values of x (32 bits, Q15) by Clenshaw's recursion, in 32 bits that
+/// wrap. A step takes the double-precision product 2 (hi x + (lo x >> 15)).
+i128 ownChebyshev(const Series& p, i128 x, const PolyScale& s) {
+    using namespace simd;
+    const i128 xHigh = _mm_slli_epi32(x, 16), xLow = _mm_srli_epi32(xHigh, 16);
+    const i128 lowWord = splat32(0x7FFF);
+    const auto product = [xHigh, xLow, lowWord](i128 b) {
+        const i128 low = _mm_and_si128(_mm_srli_epi32(b, 1), lowWord);
+        return add32(maddPairs(b, xHigh), _mm_srai_epi32(maddPairs(low, xLow), 15));
     };
-    Qol32s b2 = Qol32s{1} << (14 + s.xShift);
-    Qol32s b1 = wrap32((Qol64s{f[1]} << s.termShift) + (Qol64s{x} << s.xShift));
+    i128 b2 = splat32(1 << (14 + s.xShift));
+    i128 b1 = add32(p.f[1], _mm_slli_epi32(x, s.xShift));
     for (int i = 2; i < kHalfOrder; ++i) {
-        const Qol32s b0 = wrap32(2 * Qol64s{mpy16(b1)} - b2 + (Qol64s{f[i]} << s.termShift));
+        const i128 b0 = add32(sub32(_mm_slli_epi32(product(b1), 2), b2), p.f[i]);
         b2 = b1;
         b1 = b0;
     }
-    const Qol32s y = wrap32(Qol64s{mpy16(b1)} - b2 + (Qol64s{f[kHalfOrder]} << (s.termShift - 1)));
-    return saturate16(y >> s.outShift);
+    const i128 y = add32(sub32(_mm_slli_epi32(product(b1), 1), b2), p.f[kHalfOrder]);
+    const i128 value = _mm_srai_epi32(y, s.outShift);
+    return packSat16(value, value);
+}
+
+/// Values at four points, in the low lanes of a vector of 16-bit values.
+struct Values4 {
+    Qol16s y[8];
+};
+Values4 evaluate4(const Series& p, Qol16s x0, Qol16s x1, Qol16s x2, const PolyScale& s) {
+    Values4 v;
+    simd::store(v.y, ownChebyshev(p, _mm_setr_epi32(x0, x1, x2, x2), s));
+    return v;
+}
+
+constexpr int kMostGridPoints = 64;
+
+/// Values of a polynomial on the whole grid, four points at a time.
+void evaluateGrid(const Series& p, const Qol16s* x, int count, const PolyScale& s, Qol16s* y) {
+    for (int k = 0; k < count; k += 4) {
+        const i128 points = simd::widenLow(simd::loadLow64(x + k));
+        simd::storeLow64(y + k, ownChebyshev(p, points, s));
+    }
+}
+
+struct Point {
+    Qol16s x, y;
+};
+
+Qol16s middle(Qol16s a, Qol16s b) { return static_cast<Qol16s>((a >> 1) + (b >> 1)); }
+
+/// Keeps the half of an interval where the sign changes; true when that is the lower one.
+bool halve(Point& low, Point& high, Point mid) {
+    const bool lower = low.y * mid.y <= 0;
+    (lower ? high : low) = mid;
+    return lower;
 }
 
 /// Root between two points by one linear step; x falls along the walk, so high is the point before.
@@ -168,31 +224,31 @@ int ownLPCToLSP_G729_16s(int gridSize, int bisections, LspGrid grid, const Qol16
         s = &kScaleHalf;
         buildPolynomials(pSrcLpc, *s, f[0], f[1]);
     }
+    const Series series[2] = {prepare(f[0], *s), prepare(f[1], *s)};
+    Qol16s y[2][kMostGridPoints];
+    evaluateGrid(series[0], x, gridSize + 1, *s, y[0]);
+    evaluateGrid(series[1], x, gridSize + 1, *s, y[1]);
 
     int roots = 0;
-    Qol16s xLow = x[0];
-    Qol16s yLow = ownChebyshev(f[0], xLow, *s);
+    Point low{x[0], y[0][0]};
     for (int k = 1; k <= gridSize && roots < kLpOrder; ++k) {
-        Qol16s xHigh = xLow, yHigh = yLow;
-        const Qol16s* poly = f[roots & 1];
-        xLow = x[k];
-        yLow = ownChebyshev(poly, xLow, *s);
-        if (yLow * yHigh > 0) {
+        Point high = low;
+        low = {x[k], y[roots & 1][k]};
+        if (low.y * high.y > 0) {
             continue;
         }
-        for (int i = 0; i < bisections; ++i) {
-            const auto xMid = static_cast<Qol16s>((xLow >> 1) + (xHigh >> 1));
-            const Qol16s yMid = ownChebyshev(poly, xMid, *s);
-            if (yLow * yMid <= 0) {
-                xHigh = xMid;
-                yHigh = yMid;
-            } else {
-                xLow = xMid;
-                yLow = yMid;
+        // Two bisections at once: whichever half the first one leaves, its middle is at hand.
+        for (int i = 0; i < bisections; i += 2) {
+            const Qol16s mid = middle(low.x, high.x), lower = middle(low.x, mid),
+                         upper = middle(mid, high.x);
+            const Values4 v = evaluate4(series[roots & 1], mid, lower, upper, *s);
+            const bool down = halve(low, high, {mid, v.y[0]});
+            if (i + 1 < bisections) {
+                halve(low, high, down ? Point{lower, v.y[1]} : Point{upper, v.y[2]});
             }
         }
-        xLow = pDstLsp[roots++] = interpolateRoot(xLow, yLow, xHigh, yHigh);
-        yLow = ownChebyshev(f[roots & 1], xLow, *s);
+        const Qol16s root = pDstLsp[roots++] = interpolateRoot(low.x, low.y, high.x, high.y);
+        low = {root, evaluate4(series[roots & 1], root, root, root, *s).y[0]};
     }
     return roots;
 }

@@ -13,9 +13,13 @@ using namespace simd;
 
 /// Cross terms of one pulse with all positions of a track, whichever of them comes first in the
 /// matrix.
-i128 crossRow(const Qol16s* matrix, int track, int k, int other) {
-    return track < other ? load(blockOf(matrix, track, other) + kPerTrack * k)
-                         : column8(blockOf(matrix, other, track), k);
+template <int Track, int Other>
+i128 crossRow(const Qol16s* matrix, int k) {
+    if constexpr (Track < Other) {
+        return load(blockOf(matrix, Track, Other) + kPerTrack * k);
+    } else {
+        return column8(blockOf(matrix, Other, Track), k);
+    }
 }
 
 /// Multiplies the cross terms by the second sign word, or its opposite where the first is negative.
@@ -51,12 +55,7 @@ TwoLargest twoLargest(const Qol16s* d) {
     return r;
 }
 
-/// Tracks by role: pulses a and b are chosen in phase A, c and d in phase B.
-struct Roles {
-    int a, b, c, d;
-};
-
-/// A pair or a set of four, k within the track of each role.
+/// Pulses by role, k within the track of each: a and b are chosen in phase A, c and d in phase B.
 struct Found {
     int a, b, c, d;
     Qol16s ps;
@@ -64,24 +63,25 @@ struct Found {
 
 /// Phase A: a on one of the two largest of its track, b anywhere on its. alpha is a quarter of the
 /// energy, rounded: (e + 2 r + e' + 2) >> 2.
-Best ownFixedCodebookASearchPhaseA(const Qol16s* matrix, const Qol16s* d, Roles r, Found& found) {
-    const i128 db = load(d + kPerTrack * r.b), eb = load(matrix + kPerTrack * r.b);
+template <int A, int B>
+Best ownFixedCodebookASearchPhaseA(const Qol16s* matrix, const Qol16s* d, Found& found) {
+    const i128 db = load(d + kPerTrack * B), eb = load(matrix + kPerTrack * B);
     const i128 ebLow = widenLow(eb), ebHigh = widenHigh(eb);
     Best best{-1, 1};
-    for (const int ka : twoLargest(d + kPerTrack * r.a).k) {
-        const Qol16s da = d[kPerTrack * r.a + ka];
-        const i128 cross = crossRow(matrix, r.a, ka, r.b);
-        const i128 base = splat32(matrix[kPerTrack * r.a + ka] + 2);
+    for (const int ka : twoLargest(d + kPerTrack * A).k) {
+        const Qol16s da = d[kPerTrack * A + ka];
+        const i128 cross = crossRow<A, B>(matrix, ka);
+        const i128 base = splat32(matrix[kPerTrack * A + ka] + 2);
         const auto quarter = [base](i128 e, i128 rr) {
             return _mm_srai_epi32(add32(add32(base, e), _mm_slli_epi32(rr, 1)), 2);
         };
         const i128 alpha =
             packSat16(quarter(ebLow, widenLow(cross)), quarter(ebHigh, widenHigh(cross)));
         const i128 ps = addSat16(splat16(da), db);
-        offer8(mult8(ps, ps), alpha, best, [&found, ka, da, d, r](int kb) {
+        offer8(mult8(ps, ps), alpha, best, [&found, ka, da, d](int kb) {
             found.a = ka;
             found.b = kb;
-            found.ps = basop::add(da, d[kPerTrack * r.b + kb]);
+            found.ps = basop::add(da, d[kPerTrack * B + kb]);
         });
     }
     return best;
@@ -90,10 +90,11 @@ Best ownFixedCodebookASearchPhaseA(const Qol16s* matrix, const Qol16s* d, Roles 
 /// Phase B: c and d anywhere on their tracks behind the pair of phase A, whose alpha is given. Half
 /// of the terms of d, t = (2 r + 2 r' + e + 4) >> 3, are rounded before; alpha is a sixteenth of
 /// the energy, rounded: (4 alpha + 2 r + 2 r' + e + 2 r'' + 8 t + 8) >> 4.
-Best ownFixedCodebookASearchPhaseB(const Qol16s* matrix, const Qol16s* d, Roles r, Qol16s alphaA,
+template <int A, int B, int C, int D>
+Best ownFixedCodebookASearchPhaseB(const Qol16s* matrix, const Qol16s* d, Qol16s alphaA,
                                    Found& found) {
-    const i128 dd = load(d + kPerTrack * r.d), ed = load(matrix + kPerTrack * r.d);
-    const i128 ad = crossRow(matrix, r.a, found.a, r.d), bd = crossRow(matrix, r.b, found.b, r.d);
+    const i128 dd = load(d + kPerTrack * D), ed = load(matrix + kPerTrack * D);
+    const i128 ad = crossRow<A, D>(matrix, found.a), bd = crossRow<B, D>(matrix, found.b);
     const i128 four = splat32(4);
     const auto half = [four](i128 x, i128 y, i128 e) {
         const i128 t = _mm_srai_epi32(add32(add32(_mm_slli_epi32(add32(x, y), 1), e), four), 3);
@@ -102,20 +103,20 @@ Best ownFixedCodebookASearchPhaseB(const Qol16s* matrix, const Qol16s* d, Roles 
     const i128 tLow = half(widenLow(ad), widenLow(bd), widenLow(ed)),
                tHigh = half(widenHigh(ad), widenHigh(bd), widenHigh(ed));
     alignas(16) Qol16s ac[kPerTrack], bc[kPerTrack];
-    store(ac, crossRow(matrix, r.a, found.a, r.c));
-    store(bc, crossRow(matrix, r.b, found.b, r.c));
+    store(ac, crossRow<A, C>(matrix, found.a));
+    store(bc, crossRow<B, C>(matrix, found.b));
 
     Best best{-1, 1};
     for (int kc = 0; kc < kPerTrack; ++kc) {
-        const i128 cross = crossRow(matrix, r.c, kc, r.d);
+        const i128 cross = crossRow<C, D>(matrix, kc);
         const i128 base =
-            splat32(4 * alphaA + 2 * (ac[kc] + bc[kc]) + matrix[kPerTrack * r.c + kc] + 8);
+            splat32(4 * alphaA + 2 * (ac[kc] + bc[kc]) + matrix[kPerTrack * C + kc] + 8);
         const auto sixteenth = [base](i128 t, i128 rr) {
             return _mm_srai_epi32(add32(add32(base, t), _mm_slli_epi32(rr, 1)), 4);
         };
         const i128 alpha =
             packSat16(sixteenth(tLow, widenLow(cross)), sixteenth(tHigh, widenHigh(cross)));
-        const i128 ps = addSat16(splat16(basop::add(found.ps, d[kPerTrack * r.c + kc])), dd);
+        const i128 ps = addSat16(splat16(basop::add(found.ps, d[kPerTrack * C + kc])), dd);
         offer8(mult8(ps, ps), alpha, best, [&found, kc](int kd) {
             found.c = kc;
             found.d = kd;
@@ -124,29 +125,33 @@ Best ownFixedCodebookASearchPhaseB(const Qol16s* matrix, const Qol16s* d, Roles 
     return best;
 }
 
+/// One trial; what beats the keeper goes to it and to the places by track order.
+template <int A, int B, int C, int D>
+void tryRoles(const Qol16s* matrix, const Qol16s* d, Best& keeper, int* at) {
+    Found found{};
+    const Best pair = ownFixedCodebookASearchPhaseA<A, B>(matrix, d, found);
+    const Best best = ownFixedCodebookASearchPhaseB<A, B, C, D>(matrix, d, pair.alpha, found);
+    if (isBetter(keeper, best.square, best.alpha)) {
+        keeper = best;
+        const auto put = [at](int track, int k) {
+            at[track > 3 ? 3 : track] = kPerTrack * track + k;
+        };
+        put(A, found.a);
+        put(B, found.b);
+        put(C, found.c);
+        put(D, found.d);
+    }
+}
+
 void searchDepthFirst(const Qol16s* corr, Qol16s* matrix, Qol16s* pVector, Qol16s* pIndex) {
     const SignedCorrelation s = splitSigns(corr);
     ownFixedCodebookACorrSign_Opt(s, matrix);
     Best keeper{-1, 1};
     int at[4] = {0, 8, 16, 24};
-    for (const int last : {3, 4}) {
-        const Roles passes[2] = {{2, last, 0, 1}, {last, 0, 1, 2}};
-        for (const Roles& r : passes) {
-            Found found{};
-            const Best pair = ownFixedCodebookASearchPhaseA(matrix, s.d, r, found);
-            const Best best = ownFixedCodebookASearchPhaseB(matrix, s.d, r, pair.alpha, found);
-            if (isBetter(keeper, best.square, best.alpha)) {
-                keeper = best;
-                const auto put = [&at](int track, int k) {
-                    at[track > 3 ? 3 : track] = kPerTrack * track + k;
-                };
-                put(r.a, found.a);
-                put(r.b, found.b);
-                put(r.c, found.c);
-                put(r.d, found.d);
-            }
-        }
-    }
+    tryRoles<2, 3, 0, 1>(matrix, s.d, keeper, at);
+    tryRoles<3, 0, 1, 2>(matrix, s.d, keeper, at);
+    tryRoles<2, 4, 0, 1>(matrix, s.d, keeper, at);
+    tryRoles<4, 0, 1, 2>(matrix, s.d, keeper, at);
     codePulses(s, at, pVector, pIndex);
 }
 

@@ -121,19 +121,23 @@ Peak ownAutoCorrLagMax_G729A_16s(const Decimated& d, int low, int high, int step
 /// since 2 |<x,y>| <= <x,x> + <y,y>. Lags of one parity are neighbours in a decimated vector.
 Peak lagMaxSmall(const Decimated& d, int low, int high, int step) {
     constexpr int kMostLags = 32;
-    Qol32s sums[2][kMostLags] = {};
-    const Qol16s* x = d.odd + kFrameInOdd;
+    Qol32s value[2 * kMostLags]; // from the highest lag down, in steps
     for (int parity = 0; parity < 3 - step; ++parity) {
-        const int last = high - ((high - low - parity) & 1);
-        corrLags(x, delayed(d, last), kHalfFrame, sums[parity], (last - low - parity) / 2 + 1);
+        const int last = high - parity - (step == 2 ? (high - low) & 1 : 0);
+        const int count = (last - low) / 2 + 1;
+        Qol32s sums[kMostLags];
+        corrLags(d.odd + kFrameInOdd, delayed(d, last), kHalfFrame, sums, count);
+        for (int k = 0; k < count; ++k) {
+            // Half of what saturates to 32 bits.
+            value[(3 - step) * k + parity] = std::clamp(sums[k], -0x40000000, 0x40000000);
+        }
     }
-    Peak peak{basop::MIN_32, low};
-    for (int lag = low; lag <= high; lag += step) {
-        const int parity = (lag - low) & 1;
-        const int last = high - ((high - low - parity) & 1);
-        offer(peak, doubled(sums[parity][(last - lag) / 2]), lag);
+    const int count = (high - low) / step + 1;
+    int best = count - 1;
+    for (int k = count - 2; k >= 0; --k) {
+        best = value[k] > value[best] ? k : best;
     }
-    return peak;
+    return {doubled(value[best]), low + step * (count - 1 - best)};
 }
 
 /// Doubled energy at a lag plus 1, but for a saturated one.

@@ -72,7 +72,8 @@ constexpr void ownInvSqrt_32s16s_I(Qol32s* pValue, Qol16s* pExp) {
 /// Double-precision product of two Q31 values; the sum wraps, it doesn't saturate.
 constexpr Qol32s mul32Wrap(Qol32s x, Qol32s y) {
     const Qol32s h1 = x >> 16, l1 = x >> 1 & 0x7FFF, h2 = y >> 16, l2 = y >> 1 & 0x7FFF;
-    return wrap32(2 * (Qol64s{h1} * h2 + ((h1 * l2) >> 15) + ((h2 * l1) >> 15)));
+    // The sum fits 32 bits; its double wraps.
+    return wrapMul32(h1 * h2 + ((h1 * l2) >> 15) + ((h2 * l1) >> 15), 2);
 }
 
 /// Element-wise mul32Wrap; pDst may be either source.
