@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+// Kernels of the vector layer on data in the first-level cache: time-stamp cycles per element.
+#include "vector/vector.h"
+
+#include <benchmark/benchmark.h>
+
+#include <vector>
+
+#include <x86intrin.h>
+
+using namespace qolsc;
+
+namespace {
+
+constexpr int kLength = 1024;
+
+struct Data {
+    std::vector<Qol16s> a16 = std::vector<Qol16s>(kLength, 3), b16 = a16, d16 = a16;
+    std::vector<Qol32s> a32 = std::vector<Qol32s>(kLength, 5), b32 = a32, d32 = a32;
+    std::vector<Qol32f> af = std::vector<Qol32f>(kLength, 1.5f), bf = af, df = af;
+    std::vector<Qol64f> ad = std::vector<Qol64f>(kLength, 2.5), dd = ad;
+};
+
+template <typename Run>
+void row(benchmark::State& state, Run run) {
+    Data d;
+    const unsigned long long start = __rdtsc();
+    for (auto _ : state) {
+        run(d);
+        benchmark::ClobberMemory();
+    }
+    const double cycles = static_cast<double>(__rdtsc() - start);
+    state.counters["cycles/element"] = cycles / (static_cast<double>(state.iterations()) * kLength);
+}
+
+#define ROW(name, call)                                                                            \
+    BENCHMARK_CAPTURE(row, name, [](Data& d) { benchmark::DoNotOptimize(call); })
+
+Qol64s sum64;
+Qol32f sumf;
+Qol64f sumd;
+Qol32s index32;
+
+ROW(Zero_32f, qolsZero_32f(d.df.data(), kLength));
+ROW(Set_16s, qolsSet_16s(7, d.d16.data(), kLength));
+ROW(Copy_16s, qolsCopy_16s(d.a16.data(), d.d16.data(), kLength));
+ROW(Add_32f, qolsAdd_32f(d.af.data(), d.bf.data(), d.df.data(), kLength));
+ROW(Mul_32f, qolsMul_32f(d.af.data(), d.bf.data(), d.df.data(), kLength));
+ROW(Add_16s, qolsAdd_16s(d.a16.data(), d.b16.data(), d.d16.data(), kLength));
+ROW(Add_32s_Sfs, qolsAdd_32s_Sfs(d.a32.data(), d.b32.data(), d.d32.data(), kLength, 2));
+ROW(Mul_16s32s_Sfs, qolsMul_16s32s_Sfs(d.a16.data(), d.b16.data(), d.d32.data(), kLength, 3));
+ROW(SubC_16s_Sfs, qolsSubC_16s_Sfs(d.a16.data(), 9, d.d16.data(), kLength, 3));
+ROW(DotProd_32f, qolsDotProd_32f(d.af.data(), d.bf.data(), kLength, &sumf));
+ROW(DotProd_32f64f, qolsDotProd_32f64f(d.af.data(), d.bf.data(), kLength, &sumd));
+ROW(DotProd_16s64s, qolsDotProd_16s64s(d.a16.data(), d.b16.data(), kLength, &sum64));
+ROW(Norm_L2Sqr_16s64s, qolsNorm_L2Sqr_16s64s_Sfs(d.a16.data(), kLength, &sum64, 0));
+ROW(MaxIndx_32s, qolsMaxIndx_32s(d.a32.data(), kLength, &d.d32[0], &index32));
+ROW(Convert_32f16s_Sfs, qolsConvert_32f16s_Sfs(d.af.data(), d.d16.data(), kLength, 1, 0));
+ROW(Threshold_LTInv_64f, qolsThreshold_LTInv_64f(d.ad.data(), d.dd.data(), kLength, 1));
+ROW(LinToMuLaw_16s8u,
+    qolsLinToMuLaw_16s8u(d.a16.data(), reinterpret_cast<Qol8u*>(d.d16.data()), kLength));
+ROW(Exp_32f, qolsExp_32f(d.af.data(), d.df.data(), kLength));
+ROW(Ln_32f, qolsLn_32f(d.af.data(), d.df.data(), kLength));
+
+} // namespace
+
+BENCHMARK_MAIN();
