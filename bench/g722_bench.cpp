@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // G.722 beside libspandsp and libavcodec: whole octets from 16 kHz samples and back, one second of
-// the ITU-T speech sequence a call, so that no peer pays for its frames. Then G.722.1 and G.729.1,
-// which have no independent peer to link.
-#include "codecs/codec.h"
+// the ITU-T speech sequence a call, so that no peer pays for its frames. Then the transforms of
+// G.722.1 and G.729.1, which have no independent peer to link: the vector DCT beside its
+// definition.
 #include "kit/data.h"
 #include "qolsc.h"
+#include "waveform/g7221dct.h"
 
 #include <benchmark/benchmark.h>
 
@@ -189,6 +190,52 @@ void decodeAvcodec(benchmark::State& st) {
 BENCHMARK(encodeAvcodec);
 BENCHMARK(decodeAvcodec);
 #endif
+
+// ---- transforms ----
+
+template <auto Transform>
+void dct(benchmark::State& st) {
+    const auto len = static_cast<int>(st.range(0));
+    std::vector<Qol16s> out(speech().size());
+    for (auto _ : st) {
+        Transform(speech().data(), out.data(), len);
+        benchmark::DoNotOptimize(out.data());
+    }
+}
+BENCHMARK(dct<qolsc::ownDCTFwd_G7221_16s>)->Name("dctFwd")->Arg(320)->Arg(640);
+BENCHMARK(dct<qolsc::dctFwdPlain>)->Name("dctFwdPlain")->Arg(320)->Arg(640);
+BENCHMARK(dct<qolsc::ownDCTInv_G7221_16s>)->Name("dctInv")->Arg(320)->Arg(640);
+BENCHMARK(dct<qolsc::dctInvPlain>)->Name("dctInvPlain")->Arg(320)->Arg(640);
+
+void mdctForward(benchmark::State& st) {
+    Qol32s y[160];
+    Qol16s memory[160];
+    for (auto _ : st) {
+        qolsMDCTFwd_G7291_16s(speech().data() + 160, speech().data(), y, memory, 4);
+        benchmark::DoNotOptimize(y);
+    }
+}
+void mdctInverse(benchmark::State& st) {
+    Qol16s memory[160] = {}, out[160];
+    for (auto _ : st) {
+        qolsMDCTInv_G7291_16s(speech().data(), memory, out, 1);
+        benchmark::DoNotOptimize(out);
+    }
+}
+/// All 18 bands at the given bits, and back.
+void quantise(benchmark::State& st) {
+    const std::vector<Qol16s> bits(18, static_cast<Qol16s>(st.range(0))), norms(18, 100);
+    Qol32u codes[18];
+    Qol16s y[320];
+    for (auto _ : st) {
+        qolsMDCTQuantFwd_G7291_16s32u(speech().data(), bits.data(), codes);
+        qolsMDCTQuantInv_G7291_32u16s(codes, bits.data(), norms.data(), y);
+        benchmark::DoNotOptimize(y);
+    }
+}
+BENCHMARK(mdctForward);
+BENCHMARK(mdctInverse);
+BENCHMARK(quantise)->Arg(9)->Arg(16)->Arg(32);
 
 } // namespace
 

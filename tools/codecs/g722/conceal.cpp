@@ -131,6 +131,8 @@ void analyse(G722Concealer& c, const QolsSBADPCMState_G722* pState) {
                                                         : weaklyVoiced;
     qolsClassifyFrame_G722_16s_I(residual + 2, c.lag, &signalClass, pState);
     c.signalClass = signalClass;
+    // What isn't periodic would only add to the error at its full level.
+    c.level = std::clamp(0.4 + 0.6 * strength, 0.4, 1.0);
 
     std::copy(residual + 2 + c.lag, residual + count, c.excitation);
     for (int k = 0; k < kOrder; ++k) {
@@ -148,7 +150,10 @@ double fade(const G722Concealer& c, int n) {
     };
     constexpr Shape kShapes[] = {{80, 480}, {80, 480}, {0, 80}, {80, 320}, {40, 240}};
     const Shape s = kShapes[c.signalClass];
-    return n <= s.plateau ? 1.0 : n >= s.end ? 0.0 : double(s.end - n) / (s.end - s.plateau);
+    const double shape = n <= s.plateau ? 1.0
+                         : n >= s.end   ? 0.0
+                                        : double(s.end - n) / (s.end - s.plateau);
+    return c.level * shape;
 }
 
 double synthesise(G722Concealer& c, int n) {

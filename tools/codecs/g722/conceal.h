@@ -24,6 +24,7 @@ struct G722Concealer {
     int lag;                    ///< pitch period
     int highLag;                ///< period of the high band's repetition
     int signalClass;            ///< as qolsClassifyFrame_G722_16s_I has it
+    double level;               ///< gain by the strength of the period
     double lpc[kOrder + 1];     ///< short-term predictor, lpc[0] = 1
     double excitation[kMaxLag]; ///< the last period of the residual
     double past[kOrder];        ///< synthesised samples before fading, newest first
