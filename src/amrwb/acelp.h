@@ -59,6 +59,9 @@ struct Best {
     int y = 0;
 };
 
+/// Energy of a subframe, not doubled.
+Qol64s energyOf(const Qol16s* v);
+
 /// What a stage starts from.
 struct Stage {
     int trackX, trackY;
@@ -83,9 +86,10 @@ void correlateTarget_noOverflow(const Qol16s* target, const Qol16s* h, Qol32s* y
 /// Energies and products of the responses, four tracks of 16 places or two of 32; w.sign is in.
 template <int Tracks>
 void correlationTables(Work& w);
-/// Energy of the response (not doubled) below 2^24.
+/// Energy of the response (not doubled) below kTableEnergy.
+inline constexpr Qol64s kTableEnergy = 0x3FFF8000;
 template <int Tracks>
-void correlationTables_below24Bits(Work& w);
+void correlationTables_noOverflow(Work& w);
 
 /// Ranks in w.mark the eight greatest places of each track; posMax[t] is the position of the first.
 void selectPlaces(Work& w, Qol16s* posMax);
@@ -93,8 +97,9 @@ void selectPlaces_vector(Work& w, Qol16s* posMax);
 
 /// Products of the responses of one track with w.vec, signed, energies added.
 void stageCorrelation(const Work& w, int track, Qol16s* cor);
-/// Energy of the response below 2^24: with 24 pulses every sum stays below 2^29.
-void stageCorrelation_below24Bits(const Work& w, int track, Qol16s* cor);
+/// Energy of the response times energy of w.vec below kStageEnergies: no partial sum reaches 2^29.
+inline constexpr Qol64s kStageEnergies = Qol64s{1} << 58;
+void stageCorrelation_noOverflow(const Work& w, int track, Qol16s* cor);
 
 /// Best pair of a stage.
 void searchPair(const Work& w, const Stage& stage, const Qol16s* corX, const Qol16s* corY,

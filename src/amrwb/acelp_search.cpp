@@ -18,15 +18,6 @@ using namespace basop;
 
 constexpr Qol16s kPulse = 512; // Q9
 
-/// Energy of a subframe, not doubled.
-Qol64s energyOf(const Qol16s* v) {
-    Qol64s sum = 0;
-    for (int i = 0; i < kLength; ++i) {
-        sum += v[i] * v[i];
-    }
-    return sum;
-}
-
 /// 1/sqrt of the energy of a subframe, brought to the upper half by the given shift.
 Qol16s normFactor(const Qol16s* v, int shift) {
     const Qol32s energy = saturate32(2 * energyOf(v) + 1);
@@ -90,10 +81,6 @@ void setResponse(const Qol16s* pImpulse, int halve, Work& w) {
     }
 }
 
-/// The vector kernels serve responses of less energy; stronger ones take the definitions.
-constexpr Qol64s kSmallEnergy = 0xFFFFFF;
-bool isSmall(const Work& w) { return energyOf(w.response + kLength) < kSmallEnergy; }
-
 /// Signed response of a pulse, 0 before it.
 const Qol16s* pulseResponse(const Work& w, int p, Qol16s sign) {
     return (sign != 0 ? w.negated : w.response) + kLength - p;
@@ -142,14 +129,15 @@ int setFixedPulses(const Rate& rate, const Qol16s* posMax, Work& w, Rotation& r)
     return fixed;
 }
 
-/// One stage: the best pair of places on two neighbouring tracks joins the pulses.
+/// One stage: the best pair of places on two neighbouring tracks. vecLimit: energy of the pulses'
+/// response below which no product with a pulse's response overflows.
 template <bool Plain>
-Best searchStage(const Stage& stage, bool small, const Work& w) {
+Best searchStage(const Stage& stage, Qol64s vecLimit, const Work& w) {
     Best best;
     Qol16s corX[kPlaces], corY[kPlaces];
-    if (!Plain && small) {
-        stageCorrelation_below24Bits(w, stage.trackX, corX);
-        stageCorrelation_below24Bits(w, stage.trackY, corY);
+    if (!Plain && energyOf(w.vec) < vecLimit) {
+        stageCorrelation_noOverflow(w, stage.trackX, corX);
+        stageCorrelation_noOverflow(w, stage.trackY, corY);
     } else {
         stageCorrelation(w, stage.trackX, corX);
         stageCorrelation(w, stage.trackY, corY);
@@ -189,9 +177,10 @@ void searchPulses(const Rate& rate, const Qol16s* pImpulse, Qol16s* pFixedVec,
                                          2, 3, 1, 2, 3, 0, 2, 3, 0, 1, 3, 0, 1, 2, 0, 1, 2, 3};
     const int halve = rate.pulses >= 12 && saturate32(2 * energyOf(pImpulse)) >> 16 > 1024 ? 1 : 0;
     setResponse(pImpulse, halve, w);
-    const bool small = isSmall(w);
-    if (!Plain && small) {
-        correlationTables_below24Bits<kTracks>(w);
+    const Qol64s energy = energyOf(w.response + kLength);
+    const Qol64s vecLimit = kStageEnergies / std::max<Qol64s>(energy, 1);
+    if (!Plain && energy < kTableEnergy) {
+        correlationTables_noOverflow<kTracks>(w);
     } else {
         correlationTables<kTracks>(w);
     }
@@ -216,7 +205,7 @@ void searchPulses(const Rate& rate, const Qol16s* pImpulse, Qol16s* pFixedVec,
         int j = setFixedPulses(rate, posMax, w, r);
         for (int s = 0; s < rate.stages; ++s, j += 2) {
             const Stage stage{r.tracks[j], r.tracks[j + 1], rate.candidates[s], r.ps, r.alp};
-            const Best best = searchStage<Plain>(stage, small, w);
+            const Best best = searchStage<Plain>(stage, vecLimit, w);
             if (best.x >= 0) {
                 x = static_cast<Qol16s>(best.x * kTracks + stage.trackX);
                 y = static_cast<Qol16s>(best.y * kTracks + stage.trackY);
@@ -243,8 +232,8 @@ void searchTwoPulses(const Qol16s* pImpulse, Qol16s* pFixedVec, Qol16s* pFiltFix
                      Qol16s* pIndices, Work& w) {
     constexpr int places = kLength / 2;
     setResponse(pImpulse, 0, w);
-    if (!Plain && isSmall(w)) {
-        correlationTables_below24Bits<2>(w);
+    if (!Plain && energyOf(w.response + kLength) < kTableEnergy) {
+        correlationTables_noOverflow<2>(w);
     } else {
         correlationTables<2>(w);
     }

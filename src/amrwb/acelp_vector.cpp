@@ -66,6 +66,17 @@ void takeBetter(i128 square, i128 energy, int x, int y, Best& best) {
 
 } // namespace
 
+Qol64s energyOf(const Qol16s* v) {
+    i128 sum = zero();
+    for (int n = 0; n < kLength; n += 8) {
+        const i128 x = load(v + n);
+        const i128 pairs = maddPairs(x, x); // 2^31 at most: unsigned
+        sum = add64(sum, _mm_unpacklo_epi32(pairs, zero()));
+        sum = add64(sum, _mm_unpackhi_epi32(pairs, zero()));
+    }
+    return sum64(sum);
+}
+
 void correlateTarget_noOverflow(const Qol16s* target, const Qol16s* h, Qol32s* y) {
     alignas(16) Qol16s padded[2 * kLength];
     std::memcpy(padded, target, kLength * sizeof(Qol16s));
@@ -84,7 +95,7 @@ void correlateTarget_noOverflow(const Qol16s* target, const Qol16s* h, Qol32s* y
 }
 
 template <int Tracks>
-void correlationTables_below24Bits(Work& w) {
+void correlationTables_noOverflow(Work& w) {
     constexpr int places = kLength / Tracks;
     const Qol16s* h = w.response + kLength;
     const auto at = [](int p) { return (p % Tracks) * places + p / Tracks; };
@@ -147,8 +158,8 @@ void correlationTables_below24Bits(Work& w) {
         }
     }
 }
-template void correlationTables_below24Bits<2>(Work&);
-template void correlationTables_below24Bits<4>(Work&);
+template void correlationTables_noOverflow<2>(Work&);
+template void correlationTables_noOverflow<4>(Work&);
 
 void selectPlaces_vector(Work& w, Qol16s* posMax) {
     for (int t = 0; t < kTracks; ++t) {
@@ -172,7 +183,7 @@ void selectPlaces_vector(Work& w, Qol16s* posMax) {
     }
 }
 
-void stageCorrelation_below24Bits(const Work& w, int track, Qol16s* cor) {
+void stageCorrelation_noOverflow(const Work& w, int track, Qol16s* cor) {
     const Qol16s* h = w.response + kLength;
     i128 rounded[4];
     for (int group = 0; group < 4; ++group) {

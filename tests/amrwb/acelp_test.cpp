@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -53,7 +54,7 @@ template <int Tracks>
 void compareTables(Work& w) {
     auto plain = std::make_unique<Work>(w), fast = std::make_unique<Work>(w);
     correlationTables<Tracks>(*plain);
-    correlationTables_below24Bits<Tracks>(*fast);
+    correlationTables_noOverflow<Tracks>(*fast);
     ASSERT_EQ(std::memcmp(plain->xx, fast->xx, sizeof w.xx), 0);
     ASSERT_EQ(std::memcmp(plain->xy, fast->xy, sizeof w.xy), 0);
 }
@@ -80,7 +81,7 @@ TEST(AmrWbSearch, VectorKernelsEqualTheirDefinitions) {
         for (int t = 0; t < 4; ++t) {
             Qol16s other[16];
             stageCorrelation(*plain, t, cor[t]);
-            stageCorrelation_below24Bits(*plain, t, other);
+            stageCorrelation_noOverflow(*plain, t, other);
             ASSERT_EQ(std::memcmp(cor[t], other, sizeof other), 0);
         }
         for (int t = 0; t < 4; ++t) {
