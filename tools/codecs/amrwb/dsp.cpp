@@ -3,6 +3,7 @@
 #include "codecs/amrwb/dsp.h"
 
 #include "codecs/amrwb/tables.h"
+#include "qolsc/common.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -49,13 +50,7 @@ Qol16s median5(const Qol16s* x) {
 }
 
 void convolve(const Qol16s* x, const Qol16s* h, Qol16s* y) {
-    for (int n = 0; n < kSubframe; ++n) {
-        Qol32s sum = 0;
-        for (int i = 0; i <= n; ++i) {
-            sum = L_mac(sum, x[i], h[n - i]);
-        }
-        y[n] = round_fx(sum);
-    }
+    qolsConvPartial_NR_16s(x, h, y, kSubframe);
 }
 
 void interpolateLp(const Qol16s* ispOld, const Qol16s* ispNew, LpSet sets[4]) {
