@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // LP analysis, LSP conversions and LSF quantisers: edges, history, fixed against float on speech.
+#include "g729/lsp_quant.h"
 #include "kit/data.h"
-#include "numeric/rules.h"
+#include "numeric/basop.h"
 #include "qolsc.h"
 #include "tables/g729_lp.h"
 #include "tables/g729_lsp.h"
+#include "tables/lp.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace qolsc::test {
@@ -125,6 +128,103 @@ TEST(G729Lp, MissingRootsGiveThePreviousVector) {
     EXPECT_TRUE(std::equal(lsp, lsp + 10, previous));
 }
 
+/// Root search of 3.2.3 one point after the other; returns the count of roots.
+struct RootModel {
+    int gridSize, bisections;
+    Qol16s f[2][6];
+    bool half = false;
+
+    explicit RootModel(const Qol16s* a, int size, int halvings)
+        : gridSize(size), bisections(halvings) {
+        half = !build(a, 1);
+        if (half) {
+            build(a, 2);
+        }
+    }
+    bool build(const Qol16s* a, int shift) {
+        bool fits = true;
+        f[0][0] = f[1][0] = static_cast<Qol16s>(4096 >> shift);
+        for (int i = 0; i < 5; ++i) {
+            const int sum = ((a[i + 1] + a[10 - i]) >> shift) - f[0][i],
+                      difference = ((a[i + 1] - a[10 - i]) >> shift) + f[1][i];
+            f[0][i + 1] = saturate16(sum);
+            f[1][i + 1] = saturate16(difference);
+            fits = fits && f[0][i + 1] == sum && f[1][i + 1] == difference;
+        }
+        return fits;
+    }
+    Qol16s value(const Qol16s* p, Qol16s x) const {
+        const int shift = half ? 9 : 10;
+        const auto product = [x](Qol32s b) {
+            return wrap32(2 * (Qol64s{b >> 16} * x + (((b >> 1 & 0x7FFF) * x) >> 15)));
+        };
+        Qol32s b2 = 1 << (14 + shift), b1 = wrap32(p[1] * Qol64s{8192} + (Qol64s{x} << shift));
+        for (int i = 2; i <= 4; ++i) {
+            const Qol32s b0 = wrap32(2 * Qol64s{product(b1)} - b2 + p[i] * Qol64s{8192});
+            b2 = b1;
+            b1 = b0;
+        }
+        return saturate16(wrap32(Qol64s{product(b1)} - b2 + p[5] * Qol64s{4096}) >> shift);
+    }
+    int search(Qol16s* lsp) const {
+        const Qol16s* grid = gridSize == 60 ? tables::w_eval_60 : tables::w_eval_50;
+        int roots = 0;
+        Qol16s xLow = grid[0], yLow = value(f[0], xLow);
+        for (int k = 1; k <= gridSize && roots < 10; ++k) {
+            const Qol16s* p = f[roots & 1];
+            Qol16s xHigh = xLow, yHigh = yLow;
+            xLow = grid[k];
+            yLow = value(p, xLow);
+            if (yLow * yHigh > 0) {
+                continue;
+            }
+            for (int i = 0; i < bisections; ++i) {
+                const auto x = static_cast<Qol16s>((xLow >> 1) + (xHigh >> 1));
+                const Qol16s y = value(p, x);
+                (yLow * y <= 0 ? xHigh : xLow) = x;
+                (yLow * y <= 0 ? yHigh : yLow) = y;
+            }
+            const Qol16s d = saturate16(yHigh - yLow);
+            if (d != 0) {
+                const int a = std::min(std::abs(int{d}), 32767);
+                int e = 0;
+                while ((a << e) < 16384) {
+                    ++e;
+                }
+                Qol16s t = wrap16(((xHigh - xLow) * (0x1FFF8000 / (a << e))) >> (19 - e));
+                t = d < 0 ? saturate16(-t) : t;
+                xLow = wrap16(xLow - ((yLow * t) >> 10));
+            }
+            lsp[roots++] = xLow;
+            yLow = value(f[roots & 1], xLow);
+        }
+        return roots;
+    }
+};
+
+TEST(G729Lp, RootSearchIsThePlainOne) {
+    Random random;
+    const Qol16s previous[10] = {10, 9, 8, 7, 6, 5, 4, 3, 2, 1};
+    int found = 0;
+    const auto compare = [&](const Qol16s* lpc, const char* what) {
+        for (const int size : {60, 50}) {
+            Qol16s want[11] = {}, got[10];
+            const bool all = RootModel(lpc, size, size == 60 ? 4 : 2).search(want) == 10;
+            (size == 60 ? qolsLPCToLSP_G729_16s : qolsLPCToLSP_G729A_16s)(lpc, previous, got);
+            ASSERT_TRUE(std::equal(got, got + 10, all ? want : previous)) << what;
+            found += all;
+        }
+    };
+    for (int n = 0; n < 3000; ++n) {
+        const std::vector<Qol16s> lpc =
+            n % 2 ? extremes16(random, 11) : noise16(random, 11, 1 << (n % 16));
+        compare(lpc.data(), "random");
+    }
+    forSpeech("g729/sequences/annexa_pitch.in",
+              [&](const Qol32s*, const Qol16s* lpc, const Qol16s*) { compare(lpc, "speech"); });
+    EXPECT_GT(found, 1000);
+}
+
 TEST(G729Lp, NegativeFrequencyEndsTheConversion) {
     Qol16s lsf[10] = {1000, 2000, 3000, -1, 5000, 6000, 7000, 8000, 9000, 10000}, lsp[10];
     std::fill(lsp, lsp + 10, Qol16s{77});
@@ -168,6 +268,63 @@ TEST(G729Lp, InterpolationsShiftWhereTheyAreToldTo) {
 }
 
 // ---- quantisers ----
+
+/// The search of 3.2.4 element by element (only the choice, from a target without history).
+void searchModel(const Qol16s* e, const Qol16s* w, int* choice) {
+    using basop::L_mac, basop::mult, basop::sub;
+    Qol64s least = INT64_MAX;
+    for (int i = 0; i < 128; ++i) {
+        Qol64s sum = 0;
+        for (int j = 0; j < 10; ++j) {
+            sum += Qol64s{sub(e[j], LSPCode1[i][j])} * sub(e[j], LSPCode1[i][j]);
+        }
+        if (sum < least) {
+            least = sum;
+            choice[0] = i;
+        }
+    }
+    for (int half = 0; half < 2; ++half) {
+        Qol32s best = basop::MAX_32;
+        for (int i = 0; i < 32; ++i) {
+            Qol32s sum = 0;
+            for (int j = 5 * half; j < 5 * half + 5; ++j) {
+                const Qol16s d = sub(sub(e[j], LSPCode1[choice[0]][j]), LSPCode2[i][j]);
+                sum = L_mac(sum, mult(w[j], d), d);
+            }
+            if (sum < best) {
+                best = sum;
+                choice[1 + half] = i;
+            }
+        }
+    }
+}
+
+// The indices are those of the plain search with the predictor that was chosen, on smooth targets
+// and on ones far outside the codebook.
+TEST(G729Lsf, SearchIsThePlainOne) {
+    Random random;
+    for (int n = 0; n < 1500; ++n) {
+        std::vector<Qol16s> lsf(10), history(40);
+        for (int j = 0; j < 10; ++j) {
+            lsf[j] = static_cast<Qol16s>(1500 + 2200 * j + uniform(random, -1000, 1000));
+            for (int k = 0; k < 4; ++k) {
+                history[10 * k + j] = static_cast<Qol16s>(
+                    1500 + 2200 * j + uniform(random, -800, 800) * (n % 3 ? 1 : 18));
+            }
+        }
+        Qol16s w[10], e[10], q[10], idx[4];
+        std::vector<Qol16s> after = history;
+        qolsLSFQuant_G729_16s(lsf.data(), after.data(), q, idx);
+        const int mode = idx[0];
+        ownGetWgt(lsf.data(), w);
+        ownLspPrevExtract(lsf.data(), fg[mode], fg_sum_inv[mode], history.data(), e);
+        int want[3] = {};
+        searchModel(e, w, want);
+        for (int i = 0; i < 3; ++i) {
+            ASSERT_EQ(idx[1 + i], want[i]) << "case " << n;
+        }
+    }
+}
 
 TEST(G729Lsf, BoundsAreReported) {
     Random random;

@@ -186,7 +186,9 @@ void codeSubframe(SubframeState& s, PitchPart& p, int subframe, Search search,
     s.sharpening = std::clamp(quant[0], kMinSharpening_Q14, kMaxSharpening_Q14);
     Qol16s* exc = s.excitation.data() + kPastExcitation + subframe * kSubframe;
     for (int i = 0; i < kSubframe; ++i) {
-        exc[i] = round_fx(L_shl(L_mac(L_mult(exc[i], quant[0]), code[i], quant[1]), 1));
+        // Q14 and Q13 Q1, rounded; the saturations of the standard's steps come down to the last
+        // one.
+        exc[i] = clip((exc[i] * quant[0] + code[i] * quant[1] + 0x2000) >> 14);
     }
     updateTaming(s.taming, quant[0], p.lag.integer);
     for (int i = 0; i < kOrder; ++i) {
