@@ -3,6 +3,7 @@
 // 3GPP TS 26.090 §5.7.2.1, §5.7.2.2.
 #include "gsm/amr_fcb.h"
 #include "gsm/amr_fcb_lanes.h"
+#include "numeric/basop.h"
 
 #include <algorithm>
 
@@ -105,8 +106,7 @@ bool placePair(const TrackMatrix<Tracks>& m, const PairWeights& w, int n, int a,
     const int i = winner.order >> 4, j = winner.order & 15;
     s.pulses[n] = {a, i};
     s.pulses[n + 1] = {b, j};
-    s.ps = static_cast<Qol16s>(_mm_cvtsi128_si32(
-        simd::addSat16(_mm_cvtsi32_si128(outerPs[i]), _mm_cvtsi32_si128(m.dn[b][j]))));
+    s.ps = basop::add(outerPs[i], m.dn[b][j]);
     s.sq = winner.sq;
     s.alp = winner.alp;
     s.base = winner.alp * 16384;
@@ -128,8 +128,7 @@ bool searchDense(const PulseProblem& p, const TrackMatrix<Tracks>& m, PulseSet& 
         Partial s;
         const Place a = s.pulses[0] = placeOf(p.posMax[track[0]]);
         const Place b = s.pulses[1] = placeOf(p.posMax[track[1]]);
-        s.ps = static_cast<Qol16s>(_mm_cvtsi128_si32(simd::addSat16(
-            _mm_cvtsi32_si128(m.dn[a.track][a.place]), _mm_cvtsi32_si128(m.dn[b.track][b.place]))));
+        s.ps = basop::add(m.dn[a.track][a.place], m.dn[b.track][b.place]);
         s.base = 2048 * (m.diag[a.track][a.place] + m.diag[b.track][b.place]) +
                  4096 * m.rr[a.track][a.place][b.track][b.place];
         for (int n = 2; n < kPulses; n += 2) {
