@@ -73,9 +73,11 @@ Lanes16 widen16(const Qol16s* row3, const Qol16s* row4) {
 
 /// (energies + 2 cross terms) >> 4, low 16 bits of each lane.
 i128 alphaOf(i128 low, i128 high, i128 base) {
-    const auto keepLow = [](i128 v) { return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16); };
-    return packSat16(keepLow(_mm_srai_epi32(add32(low, base), 4)),
-                     keepLow(_mm_srai_epi32(add32(high, base), 4)));
+    const i128 lowWord = splat32(0xFFFF);
+    const auto word = [base, lowWord](i128 v) {
+        return _mm_and_si128(_mm_srli_epi32(add32(v, base), 4), lowWord);
+    };
+    return _mm_packus_epi32(word(low), word(high));
 }
 
 /// Energies of track 3 and 4 plus twice their cross terms with two pulses.
@@ -93,17 +95,31 @@ Lanes16 lastPulseTerms(const Qol16s* matrix, int k0, int k1) {
     return r;
 }
 
+/// Twice the cross terms of every position of track 2 with tracks 3 and 4.
+struct ThirdPulseTerms {
+    Lanes16 row[kPerTrack];
+};
+ThirdPulseTerms thirdPulseTerms(const Qol16s* matrix) {
+    ThirdPulseTerms t;
+    for (int k = 0; k < kPerTrack; ++k) {
+        t.row[k] =
+            widen16(blockOf(matrix, 2, 3) + kPerTrack * k, blockOf(matrix, 2, 4) + kPerTrack * k);
+        for (i128& v : t.row[k].v) {
+            v = add32(v, v);
+        }
+    }
+    return t;
+}
+
 /// All 16 positions of the last pulse behind three fixed ones: track 3 first, then track 4. Returns
 /// the better position by track order, or -1.
-int ownFixedCodebookSearchVec(const Qol16s* matrix, const Qol16s* d, const Lanes16& terms, int k2,
+int ownFixedCodebookSearchVec(const Qol16s* d, const Lanes16& terms, const Lanes16& third,
                               Qol16s ps, Qol32s base, Best& best) {
-    const Lanes16 c =
-        widen16(blockOf(matrix, 2, 3) + kPerTrack * k2, blockOf(matrix, 2, 4) + kPerTrack * k2);
     const i128 fixed = splat32(base);
     int found = -1;
     for (int t = 0; t < 2; ++t) {
-        const i128 low = add32(terms.v[2 * t], _mm_slli_epi32(c.v[2 * t], 1)),
-                   high = add32(terms.v[2 * t + 1], _mm_slli_epi32(c.v[2 * t + 1], 1));
+        const i128 low = add32(terms.v[2 * t], third.v[2 * t]),
+                   high = add32(terms.v[2 * t + 1], third.v[2 * t + 1]);
         const i128 sum = addSat16(splat16(ps), load(d + kPerTrack * (3 + t)));
         offer8(mult8(sum, sum), alphaOf(low, high, fixed), best,
                [&found, t](int k) { found = kPerTrack * (3 + t) + k; });
@@ -115,26 +131,27 @@ int ownFixedCodebookSearchVec(const Qol16s* matrix, const Qol16s* d, const Lanes
 /// threshold, as long as the budget lasts. Returns what is left of it.
 int ownFixedCodebookSearch(const Qol16s* matrix, const Qol16s* d, int budget, Pulses& pulses) {
     const Qol16s thr = threshold(d);
-    const Qol16s most2 = *std::max_element(d + 16, d + 24);
+    const i128 d2 = load(d + 16), limit = splat16(thr);
     const Qol16s *e0 = matrix, *e1 = matrix + 8, *e2 = matrix + 16;
     const Qol16s *r01 = blockOf(matrix, 0, 1), *r02 = blockOf(matrix, 0, 2),
                  *r12 = blockOf(matrix, 1, 2);
+    const ThirdPulseTerms third = thirdPulseTerms(matrix);
     Best best{0, 32767};
     for (int k0 = 0; k0 < kPerTrack; ++k0) {
         for (int k1 = 0; k1 < kPerTrack; ++k1) {
             const Qol16s ps1 = basop::add(d[k0], d[8 + k1]);
-            if (basop::add(ps1, most2) <= thr) {
+            const i128 over = _mm_cmpgt_epi16(addSat16(splat16(ps1), d2), limit);
+            auto open = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(over, zero())));
+            if (open == 0) {
                 continue;
             }
             const Lanes16 terms = lastPulseTerms(matrix, k0, k1);
             const Qol32s base1 = e0[k0] + e1[k1] + 2 * r01[8 * k0 + k1];
-            for (int k2 = 0; k2 < kPerTrack; ++k2) {
+            for (; open != 0; open &= open - 1) {
+                const int k2 = std::countr_zero(open);
                 const Qol16s ps2 = basop::add(ps1, d[16 + k2]);
-                if (ps2 <= thr) {
-                    continue;
-                }
                 const Qol32s base = base1 + e2[k2] + 2 * (r02[8 * k0 + k2] + r12[8 * k1 + k2]);
-                const int k3 = ownFixedCodebookSearchVec(matrix, d, terms, k2, ps2, base, best);
+                const int k3 = ownFixedCodebookSearchVec(d, terms, third.row[k2], ps2, base, best);
                 if (k3 >= 0) {
                     pulses = {{k0, 8 + k1, 16 + k2, k3}};
                 }

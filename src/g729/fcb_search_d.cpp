@@ -53,24 +53,27 @@ void _qolsToeplizMatrix_G729D_16s32s(const Qol16s* pSrcImpulseResponse, Matrix& 
 /// One pass over a pair of tracks; true when it found a better pair, in track order.
 bool ownSearch_G729D(const SignedCorrelation& s, const Matrix& m, int pass, Best& best, int* outer,
                      int* inner) {
+    using namespace simd;
     const PassTracks tracks = kPassTracksG729D[pass];
+    const int first = kPerTrack * tracks.outer, second = kPerTrack * tracks.inner;
+    const i128 p = load(s.p + second), d = load(s.d + second), e = load(m.energy + second);
     bool found = false;
-    for (int k = 0; k < kPerTrack; ++k) {
-        const int i = kPerTrack * tracks.outer + k;
-        for (int l = 0; l < kPerTrack; ++l) {
-            const int j = kPerTrack * tracks.inner + l;
-            const Qol16s sign = basop::mult(s.p[i], s.p[j]);
-            const Qol32s rr = (m.cross[pass][kPerTrack * k + l] * sign) >> 15;
-            const Qol16s alpha = wrap16((m.energy[i] + m.energy[j] + 2 * rr) >> 4);
-            const Qol16s ps = basop::add(s.d[i], s.d[j]);
-            const Qol16s square = basop::mult(ps, ps);
-            if (isBetter(best, square, alpha)) {
-                best = {square, alpha};
-                *outer = i;
-                *inner = j;
-                found = true;
-            }
-        }
+    for (int i = first; i < first + kPerTrack; ++i) {
+        const i128 rr =
+            mult8(load(m.cross[pass] + kPerTrack * (i - first)), mult8(splat16(s.p[i]), p));
+        const i128 own = splat32(m.energy[i]), lowWord = splat32(0xFFFF);
+        const auto sixteenth = [own, lowWord](i128 energy, i128 cross) { // low 16 bits
+            const i128 sum = add32(add32(own, energy), add32(cross, cross));
+            return _mm_and_si128(_mm_srli_epi32(sum, 4), lowWord);
+        };
+        const i128 alpha = _mm_packus_epi32(sixteenth(widenLow(e), widenLow(rr)),
+                                            sixteenth(widenHigh(e), widenHigh(rr)));
+        const i128 ps = addSat16(splat16(s.d[i]), d);
+        offer8(mult8(ps, ps), alpha, best, [&](int k) {
+            *outer = i;
+            *inner = second + k;
+            found = true;
+        });
     }
     return found;
 }

@@ -116,19 +116,34 @@ void _qolsToeplizMatrix_G729E_16s(const Qol16s* H, const Qol16s* p, Response& r)
 
 /// vec += or -= the response delayed to a position, saturating.
 void addDelayed(const Qol16s* h, int position, bool plus, Qol16s* vec) {
+    const int sign = plus ? 1 : -1;
     for (int n = position; n < kFcbSubframe; ++n) {
-        const Qol16s tap = h[n - position];
-        vec[n] = plus ? add(vec[n], tap) : sub(vec[n], tap);
+        vec[n] = static_cast<Qol16s>(std::clamp(vec[n] + sign * h[n - position], -32768, 32767));
     }
 }
 
-/// Energy term of a further pulse on each position of a track: its own plus that with the pulses so
-/// far.
-void pulseTerms(const Target& t, const Response& r, const Qol16s* vec, int track, Qol16s* cor) {
+/// Energy term of a further pulse on each position of a track: its own plus its correlation with
+/// the pulses so far.
+void pulseTerms(const Target& t, const Response& r, const Qol32s* correlation, int track,
+                Qol16s* cor) {
     for (int k = 0; k < kPerTrack; ++k) {
         const int i = kTracks * k + track;
-        const Qol64s sum = dotExact(r.h, vec + i, kFcbSubframe - i);
-        cor[k] = add(mult(round_fx(saturate32(2 * sum)), t.p[i]), r.energy[i]);
+        cor[k] = add(mult(round_fx(correlation[i]), t.p[i]), r.energy[i]);
+    }
+}
+
+/// Doubled, saturated correlations of the scaled response at each position with the pulses so far.
+void correlatePulses(const Qol16s* h, const Qol16s* vec, Qol32s* correlation) {
+    // |<h,v>| is at most the mean of the energies, so that small ones can't wrap 32 bits.
+    if (energyExact(h, kFcbSubframe) + energyExact(vec, kFcbSubframe) <= 0xFFFFFFFF) {
+        corrTriangle(h, vec, kFcbSubframe, correlation, kFcbSubframe);
+        for (int i = 0; i < kFcbSubframe; ++i) {
+            correlation[i] = saturate32(Qol64s{2} * correlation[i]);
+        }
+        return;
+    }
+    for (int i = 0; i < kFcbSubframe; ++i) {
+        correlation[i] = saturate32(2 * dotExact(h, vec + i, kFcbSubframe - i));
     }
 }
 
@@ -140,22 +155,23 @@ struct Running {
 /// Best pair of positions on two neighbouring tracks behind the pulses chosen so far.
 void ownSearch_G729E(const Target& t, const Response& r, int trackX, const Qol16s* corX,
                      const Qol16s* corY, Running& running, int* px, int* py) {
+    using namespace simd;
     const int trackY = (trackX + 1) % kTracks;
     Best best{-1, 1};
     int bestX = 0, bestY = 0;
+    alignas(16) Qol16s y[kPerTrack];
+    for (int k = 0; k < kPerTrack; ++k) {
+        y[k] = t.d[kTracks * k + trackY];
+    }
+    const i128 dy = load(y), cy = load(corY);
     for (int x = 0; x < kPerTrack; ++x) {
-        const Qol16s ps1 = add(running.ps, t.d[kTracks * x + trackX]);
-        const Qol16s alpha1 = add(running.alpha, corX[x]);
-        for (int y = 0; y < kPerTrack; ++y) {
-            const Qol16s ps2 = add(ps1, t.d[kTracks * y + trackY]);
-            const Qol16s alpha2 = add(alpha1, add(corY[y], r.cross[trackX][x][y]));
-            const Qol16s square = mult(ps2, ps2);
-            if (isBetter(best, square, alpha2)) {
-                best = {square, alpha2};
-                bestX = x;
-                bestY = y;
-            }
-        }
+        const i128 ps = addSat16(splat16(add(running.ps, t.d[kTracks * x + trackX])), dy);
+        const i128 alpha =
+            addSat16(splat16(add(running.alpha, corX[x])), addSat16(cy, load(r.cross[trackX][x])));
+        offer8(mult8(ps, ps), alpha, best, [&bestX, &bestY, x](int k) {
+            bestX = x;
+            bestY = k;
+        });
     }
     *px = kTracks * bestX + trackX;
     *py = kTracks * bestY + trackY;
@@ -171,13 +187,15 @@ Best runTrial(const Target& t, const Response& r, int pulses, PulseSet& set) {
     Running running{add(t.d[x], t.d[y]),
                     add(add(r.energy[x], r.energy[y]), r.cross[track0][x / kTracks][y / kTracks])};
     Qol16s vec[kFcbSubframe] = {};
+    Qol32s correlation[kFcbSubframe];
     for (int j = 2; j < pulses; j += 2) {
         addDelayed(r.h, x, t.p[x] > 0, vec);
         addDelayed(r.h, y, t.p[y] > 0, vec);
         const int trackX = ipos[set.start + j], trackY = ipos[set.start + j + 1];
         Qol16s corX[kPerTrack], corY[kPerTrack];
-        pulseTerms(t, r, vec, trackX, corX);
-        pulseTerms(t, r, vec, trackY, corY);
+        correlatePulses(r.h, vec, correlation);
+        pulseTerms(t, r, correlation, trackX, corX);
+        pulseTerms(t, r, correlation, trackY, corY);
         ownSearch_G729E(t, r, trackX, corX, corY, running, &x, &y);
         set.position[j] = x;
         set.position[j + 1] = y;
