@@ -18,8 +18,7 @@ using tables::g729::inter_3l;
 using tables::g729::inter_3l_32f;
 
 constexpr int kPhases = 3;
-constexpr int kSide = 10; // taps on either side
-constexpr int kTaps = 2 * kSide;
+constexpr int kSide = 10;       // taps on either side
 constexpr int kPaddedTaps = 24; // three vectors
 constexpr int kBlock = 8;       // outputs that depend on no output of the same block
 
