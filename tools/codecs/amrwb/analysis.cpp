@@ -21,13 +21,12 @@ void downsample(Qol16s* past, const Qol16s* input, Qol16s* out) {
     Qol16s line[30 + kFrame16k + 15] = {};
     std::copy_n(past, 30, line);
     std::copy_n(input, kFrame16k, line + 30);
-    for (int j = 0; j < kSpeechNew; ++j) {
-        const int i = 5 * j >> 2, phase = 5 * j & 3;
-        Qol32s sum = 0;
-        for (int k = 0; k < 30; ++k) {
-            sum = L_mac(sum, line[i + 1 + k], firDown[3 - phase + 4 * k]);
+    for (int phase = 0; phase < 4; ++phase) {
+        const auto taps = phaseTaps<4, 30>(firDown, phase);
+        for (int j = phase; j < kSpeechNew; j += 4) {
+            const Qol16s* x = line + (5 * j >> 2) + 1;
+            out[j] = round_fx(L_shl(macSum(0, x, taps.data(), 30), 1));
         }
-        out[j] = round_fx(L_shl(sum, 1));
     }
     std::copy_n(line + kFrame16k, 30, past);
 }
@@ -58,10 +57,7 @@ void autocorrelation(const Qol16s* speech, Dpf* r) {
     }
     int n = 0;
     for (int lag = 0; lag <= kOrder; ++lag) {
-        Qol32s sum = lag == 0 ? 1 : 0;
-        for (int i = 0; i < kSpeechBuffer - lag; ++i) {
-            sum = L_mac(sum, y[i], y[i + lag]);
-        }
+        const Qol32s sum = macSum(lag == 0 ? 1 : 0, y, y + lag, kSpeechBuffer - lag);
         n = lag == 0 ? norm_l(sum) : n;
         r[lag] = L_Extract(L_shl(sum, n));
         if (lag > 0) {

@@ -122,13 +122,11 @@ void upsample(Qol16s* past, const Qol16s* low, Qol16s* out) {
     Qol16s line[24 + kSubframe];
     std::copy_n(past, 24, line);
     std::copy_n(low, kSubframe, line + 24);
-    for (int j = 0; j < kSubframe16k; ++j) {
-        const int i = 4 * j / 5, phase = 4 * j - 5 * i;
-        Qol32s sum = 0;
-        for (int k = 0; k < 24; ++k) {
-            sum = L_mac(sum, line[i + 1 + k], firUp[4 - phase + 5 * k]);
+    for (int first = 0; first < 5; ++first) {
+        const auto taps = phaseTaps<5, 24>(firUp, 4 * first % 5);
+        for (int j = first; j < kSubframe16k; j += 5) {
+            out[j] = round_fx(L_shl(macSum(0, line + 4 * j / 5 + 1, taps.data(), 24), 1));
         }
-        out[j] = round_fx(L_shl(sum, 1));
     }
     std::copy_n(line + kSubframe, 24, past);
 }

@@ -16,11 +16,26 @@ namespace {
 constexpr Qol16s kInterpolation[3] = {14746, 26214, 31457}; // weight of the new ISPs, Q15
 } // namespace
 
-Scaled dotProduct(const Qol16s* x, const Qol16s* y, int len) {
-    Qol32s sum = 1;
+Qol32s macSum(Qol32s start, const Qol16s* x, const Qol16s* y, int len) {
+    // While the magnitudes add up to less than 2^31 nothing can saturate on the way, and the order
+    // doesn't matter.
+    Qol64s sum = 0, magnitude = 0;
     for (int i = 0; i < len; ++i) {
-        sum = L_mac(sum, x[i], y[i]);
+        const Qol32s product = x[i] * y[i];
+        sum += product;
+        magnitude += std::abs(product);
     }
+    if (2 * magnitude + std::abs(Qol64s{start}) <= MAX_32) {
+        return static_cast<Qol32s>(start + 2 * sum);
+    }
+    for (int i = 0; i < len; ++i) {
+        start = L_mac(start, x[i], y[i]);
+    }
+    return start;
+}
+
+Scaled dotProduct(const Qol16s* x, const Qol16s* y, int len) {
+    const Qol32s sum = macSum(1, x, y, len);
     const int n = norm_l(sum);
     return {L_shl(sum, n), 30 - n};
 }
@@ -92,12 +107,9 @@ void adaptiveVector(Qol16s* e, int lag, int fraction) {
         phase += 4;
         --x;
     }
+    const auto taps = phaseTaps<4, 32>(inter4_2, phase);
     for (int j = 0; j <= kSubframe; ++j) {
-        Qol32s sum = 0;
-        for (int i = 0; i < 32; ++i) {
-            sum = L_mac(sum, x[j + i], inter4_2[3 - phase + 4 * i]);
-        }
-        e[j] = round_fx(L_shl(sum, 1));
+        e[j] = round_fx(L_shl(macSum(0, x + j, taps.data(), 32), 1));
     }
 }
 

@@ -64,6 +64,17 @@ struct Scaled {
 
 inline Qol16s high(const Scaled& x) { return basop::extract_h(x.mantissa); }
 
+/// start plus twice the products, added one after the other with saturation.
+Qol32s macSum(Qol32s start, const Qol16s* x, const Qol16s* y, int len);
+/// The taps of one phase of an interpolator whose phases are interleaved, the last one first.
+template <int Phases, int Taps>
+std::array<Qol16s, Taps> phaseTaps(const Qol16s (&table)[Phases * Taps], int phase) {
+    std::array<Qol16s, Taps> taps;
+    for (int k = 0; k < Taps; ++k) {
+        taps[k] = table[Phases - 1 - phase + Phases * k];
+    }
+    return taps;
+}
 /// 1 plus twice the sum of products, normalised; exponent 30 less the count of shifts.
 Scaled dotProduct(const Qol16s* x, const Qol16s* y, int len);
 /// 1/sqrt of a normalised value.

@@ -29,11 +29,7 @@ void filter31(Fir31& f, const Qol16s* taps, int shift, Qol16s* x, int len) {
         line[30 + i] = static_cast<Qol16s>(x[i] >> shift);
     }
     for (int i = 0; i < len; ++i) {
-        Qol32s sum = 0;
-        for (int j = 0; j <= 30; ++j) {
-            sum = L_mac(sum, line[i + j], taps[j]);
-        }
-        x[i] = round_fx(sum);
+        x[i] = round_fx(macSum(0, line + i, taps, 31));
     }
     std::copy_n(line + len, 30, f.past);
 }
@@ -67,11 +63,8 @@ void highBandNoise(HighBand& b, const Qol16s* exc, int q, Qol16s* noise) {
 
 Qol16s highBandLevel(HighBand& b, Qol16s* low, bool isNoise) {
     qolsHighPassFilter_AMRWB_16s_ISfs(low, kSubframe, highPassOf(b.levelFilter), 14);
-    Qol32s r0 = 1, r1 = 1;
-    for (int i = 0; i < kSubframe; ++i) {
-        r0 = L_mac(r0, low[i], low[i]);
-        r1 = i == 0 ? r1 : L_mac(r1, low[i], low[i - 1]);
-    }
+    const Qol32s r0 = macSum(1, low, low, kSubframe);
+    const Qol32s r1 = macSum(1, low + 1, low, kSubframe - 1);
     const int n = norm_l(r0);
     const Qol16s c0 = extract_h(L_shl(r0, n)), c1 = extract_h(L_shl(r1, n));
     const Qol16s tilt = c1 > 0 ? div_s(c1, c0) : Qol16s{0};

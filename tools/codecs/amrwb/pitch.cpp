@@ -17,12 +17,9 @@ constexpr Qol16s kWeightingFactor = 30147; // 0.92, Q15
 
 /// Normalised correlation of the high-passed signal at a lag, Q15.
 Qol16s openLoopGain(const Qol16s* h, int len, int lag) {
-    Qol32s r0 = 0, r1 = 1, r2 = 1;
-    for (int j = 0; j < len; ++j) {
-        r0 = L_mac(r0, h[j], h[j - lag]);
-        r1 = L_mac(r1, h[j - lag], h[j - lag]);
-        r2 = L_mac(r2, h[j], h[j]);
-    }
+    const Qol32s r0 = macSum(0, h, h - lag, len);
+    const Qol32s r1 = macSum(1, h - lag, h - lag, len);
+    const Qol32s r2 = macSum(1, h, h, len);
     const int n0 = norm_l(r0), n1 = norm_l(r1), n2 = norm_l(r2);
     const Qol32s energies = L_mult(round_fx(L_shl(r1, n1)), round_fx(L_shl(r2, n2)));
     const int n = norm_l(energies);
@@ -110,10 +107,7 @@ int openLoopLag(OpenLoop& o, int start, int len) {
     Qol32s best = MIN_32;
     int lag = 0;
     for (int i = kMostOpenLag; i >= kLeastOpenLag; --i) {
-        Qol32s r = 0;
-        for (int j = 0; j < len; ++j) {
-            r = L_mac(r, w[j], w[j - i]);
-        }
+        Qol32s r = macSum(0, w, w - i, len);
         r = Mpy_32_16(L_Extract(r), corrWeight[83 + i]);
         if (o.weighting) {
             r = Mpy_32_16(L_Extract(r), corrWeight[98 + i - o.medianLag]);
