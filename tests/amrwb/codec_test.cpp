@@ -70,7 +70,7 @@ std::vector<Qol16s> speechWithPause() {
 
 TEST(AmrWbFile, CarriesWhatTheSerialFormCarries) {
     const auto pcm = speechWithPause();
-    for (const char* name : kNames) {
+    for (const char* name : {"amrwb-6.60", "amrwb-14.25", "amrwb-23.85"}) {
         const Codec& codec = *tools::findCodec(name);
         for (const bool dtx : {false, true}) {
             const auto file = encodeAll(codec, pcm, dtx, formOf(codec, "file"));
@@ -81,7 +81,7 @@ TEST(AmrWbFile, CarriesWhatTheSerialFormCarries) {
                       -1)
                 << name;
             ASSERT_EQ(fromFile.size(), pcm.size());
-            if (dtx) { // 159 speech frames of the rate at most, the pause nearly free
+            if (dtx) { // the pause is nearly free
                 EXPECT_LT(file.size(),
                           encodeAll(codec, pcm, false, formOf(codec, "file")).size() * 3 / 4)
                     << name;
