@@ -68,6 +68,47 @@ QolStatus qolsQMFDecode_RTA_32f(const Qol32f* pSrcLow, const Qol32f* pSrcHigh, Q
  *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: a pointer is null; qolStsSizeErr: len outside 1..640 */
 QolStatus qolsBandPassFilter_RTA_32f_I(Qol32f* pSrcDst, Qol32s len, Qol32f* pMem) QOL_NOEXCEPT;
 
+/** Size of the algebraic search's work buffer.
+ *  @param[out] pSize  33760, in bytes
+ *  @return qolStsNoErr; qolStsNullPtrErr: pSize is null */
+QolStatus qolsFixedCodebookSearch_RTA_GetBufferSize_32f(Qol32s* pSize) QOL_NOEXCEPT;
+
+/** Algebraic search: signed unit pulses on five interleaved tracks; track t holds positions t, t+5, t+10 ..., n = len/5
+ *  of them. Tracks 0 to numPulses-6 hold two pulses, the others one.
+ *  @param[in]  pTarget    len samples, the target
+ *  @param[in]  pImp       len samples, impulse response of the weighted synthesis filter
+ *  @param[out] pExc       len samples: the signs at the pulses' positions, else 0; no overlap with the sources
+ *  @param[in]  len        1 to 80; positions from 5 (len/5) on are not used
+ *  @param[out] pIndex     5 elements, one a track. One pulse of rank p: p + b n, b 1 for a positive sign. Two pulses of
+ *                         like signs: (larger + b n) n + smaller; of different signs: (smaller + b n) n + larger, b of
+ *                         the pulse of the smaller rank
+ *  @param[out] pGain      best gain of the excitation, not negative
+ *  @param[in]  numPulses  5 to 10
+ *  @param[in]  mode       effort, 0 (most) to 3
+ *  @param[out] pBuffer    work buffer of the queried size, any alignment
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: a pointer is null; qolStsRangeErr: len, numPulses or
+ *          mode outside its range */
+QolStatus qolsFixedCodebookSearchBuffer_RTA_32f(const Qol32f* pTarget, const Qol32f* pImp, Qol32f* pExc,
+                                                Qol32s len, Qol32s* pIndex, Qol32f* pGain, Qol32s numPulses,
+                                                Qol32s mode, Qol8u* pBuffer) QOL_NOEXCEPT;
+
+/** Random search: the stretch of a fixed table of 1000 numbers that fits best; entry e of set s begins at e + 256 s.
+ *  @param[in]  pTarget     len samples, the target
+ *  @param[in]  pImp        len samples, impulse response of the weighted synthesis filter
+ *  @param[out] pExc        len samples, the entry; values behind the table's end are 0; no overlap with the sources
+ *  @param[in]  len         at least 1
+ *  @param[out] pIndex      the entry's number
+ *  @param[out] pGain       gain by gainMode
+ *  @param[in]  numEntries  1 to 256
+ *  @param[in]  tableSet    0, 1 or 2
+ *  @param[in]  gainMode    0: the best gain g; 1: 0.7 g; 2, 3, 4: g, but at least 0.7, 0.55, 0.45 of the gain that gives
+ *                          the target's energy
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: a pointer is null; qolStsSizeErr: len below 1;
+ *          qolStsRangeErr: tableSet, then gainMode, then numEntries outside its range */
+QolStatus qolsFixedCodebookSearchRandom_RTA_32f(const Qol32f* pTarget, const Qol32f* pImp, Qol32f* pExc,
+                                                Qol32s len, Qol32s* pIndex, Qol32f* pGain, Qol32s numEntries,
+                                                Qol32s tableSet, Qol32s gainMode) QOL_NOEXCEPT;
+
 /** Record of the spectral post-filter. It points into itself: move it only by Init. */
 typedef struct QolsPostFilterState_RTA QolsPostFilterState_RTA;
 

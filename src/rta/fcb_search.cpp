@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: Apache-2.0
+// Algebraic codebook search of the RTA family: 5 to 10 signed unit pulses on five interleaved
+// tracks. Tracks are filled one after the other, each given the pulses already placed; the effort
+// of a mode tells from how many tracks the search starts and whether the result is refined track by
+// track.
+#include "entry/checks.h"
+#include "entry/entries.h"
+#include "rta/fcb_tracks.h"
+#include "vector/vector.h"
+
+#include <cstring>
+
+namespace qolsc {
+
+using namespace rta;
+
+namespace {
+
+constexpr int kBufferBytes = 33760;
+constexpr int kMostRefinements = 4;
+
+/// Pulses of each track by numPulses - 5.
+constexpr int kCounts[6][kTracks] = {{1, 1, 1, 1, 1}, {2, 1, 1, 1, 1}, {2, 2, 1, 1, 1},
+                                     {2, 2, 2, 1, 1}, {2, 2, 2, 2, 1}, {2, 2, 2, 2, 2}};
+
+/// Effort by mode. A mode's candidates are among those of the mode above it, so none is better than
+/// the one above.
+struct Effort {
+    bool refine;
+    int starts; // first tracks that are tried
+};
+constexpr Effort kEffort[4] = {{true, 4}, {true, 3}, {false, 2}, {false, 1}};
+
+/// The scratch buffer, its start rounded up to 32 bytes.
+struct Scratch {
+    Qol32f d[kRow], diag[kRow], cross[kRow];
+    Qol32f matrix[kMostLength * kRow];
+};
+static_assert(sizeof(Scratch) + 31 <= kBufferBytes);
+
+using Pulses = TrackPulses[kTracks];
+
+/// Backward-filtered target, energies and correlations, regrouped by track.
+void owndspPrePulseSearch(const Qol32f* pTarget, const Qol32f* pImp, int len, Field& f) {
+    Qol32f backward[kMostLength], lag[kMostLength];
+    qolsCrossCorr_32f(pImp, len, pTarget, len, backward, len, 0, nullptr);
+    const auto index = [n = f.n](int position) {
+        return position % kTracks * n + position / kTracks;
+    };
+    const int used = f.n * kTracks;
+    for (int i = 0; i < used; ++i) {
+        f.d[index(i)] = backward[i];
+    }
+    // Correlation of positions i <= j = i + k: the sum of pImp[m] pImp[m + k] over m below len - j,
+    // which grows as j falls.
+    for (int k = 0; k < used; ++k) {
+        Qol32f sum = 0;
+        for (int m = 0; m < len - k; ++m) {
+            sum += pImp[m] * pImp[m + k];
+            lag[m] = sum;
+        }
+        for (int j = k; j < used; ++j) {
+            const Qol32f c = lag[len - 1 - j];
+            const int a = index(j - k), b = index(j);
+            f.matrix[kRow * a + b] = f.matrix[kRow * b + a] = c;
+        }
+    }
+    for (int i = 0; i < used; ++i) {
+        f.diag[i] = f.matrix[kRow * i + i];
+    }
+}
+
+/// Sums of all pulses but those of one track (-1: of all), and their correlation with every
+/// position.
+Sums sumsWithout(Field& f, const Pulses& pulses, int track) {
+    std::memset(f.cross, 0, kRow * sizeof *f.cross);
+    Sums s{0, 0};
+    for (int t = 0; t < kTracks; ++t) {
+        for (int p = 0; t != track && p < pulses[t].count; ++p) {
+            if (pulses[t].rank[p] < 0) {
+                continue;
+            }
+            const int i = t * f.n + pulses[t].rank[p];
+            const Qol32f sign = pulses[t].sign[p];
+            s.num += sign * f.d[i];
+            s.den += f.diag[i] + 2 * sign * f.cross[i];
+            for (int j = 0; j < kRow; ++j) {
+                f.cross[j] += sign * f.matrix[kRow * i + j];
+            }
+        }
+    }
+    return s;
+}
+
+bool isBetter(Sums a, Sums b) { return a.num * a.num * b.den > b.num * b.num * a.den; }
+
+void placeTrack(Field& f, Pulses& pulses, int t, int count) {
+    const Sums placed = sumsWithout(f, pulses, t);
+    pulses[t] = count == 1 ? ownSearchTrackOnePulseSigns(f, t, placed)
+                           : ownSearchTrackTwoPulsesSigns(f, t, placed);
+}
+
+/// All tracks once, beginning with `first`, each beside those already filled.
+void fillTracks(Field& f, Pulses& pulses, const int* counts, int first) {
+    for (TrackPulses& p : pulses) {
+        p = TrackPulses{0, {-1, -1}, {0, 0}};
+    }
+    for (int i = 0; i < kTracks; ++i) {
+        const int t = (first + i) % kTracks;
+        placeTrack(f, pulses, t, counts[t]);
+    }
+}
+
+/// Each track anew beside all others, until a round brings nothing.
+void refine(Field& f, Pulses& pulses, const int* counts) {
+    Sums best = sumsWithout(f, pulses, -1);
+    for (int round = 0; round < kMostRefinements; ++round) {
+        Pulses trial;
+        std::memcpy(trial, pulses, sizeof trial);
+        for (int t = 0; t < kTracks; ++t) {
+            placeTrack(f, trial, t, counts[t]);
+        }
+        const Sums now = sumsWithout(f, trial, -1);
+        if (!isBetter(now, best)) {
+            return;
+        }
+        best = now;
+        std::memcpy(pulses, trial, sizeof trial);
+    }
+}
+
+/// Index of a track: rank and sign of one pulse; the order of two ranks tells whether the signs are
+/// alike.
+Qol32s indexOf(const TrackPulses& p, int n) {
+    const auto bit = [](Qol32f sign) { return sign >= 0 ? 1 : 0; };
+    if (p.rank[0] < 0) {
+        return 0;
+    }
+    if (p.count == 1) {
+        return p.rank[0] + bit(p.sign[0]) * n;
+    }
+    const int low = p.rank[0] < p.rank[1] ? 0 : 1, high = 1 - low;
+    if (p.sign[0] == p.sign[1]) {
+        return (p.rank[high] + bit(p.sign[0]) * n) * n + p.rank[low];
+    }
+    return (p.rank[low] + bit(p.sign[low]) * n) * n + p.rank[high];
+}
+
+void writeResult(const Field& f, Pulses& pulses, Sums sums, Qol32f* pExc, Qol32s len,
+                 Qol32s* pIndex, Qol32f* pGain) {
+    const Qol32f g = sums.den > 0 ? sums.num / sums.den : 0.0f;
+    std::memset(pExc, 0, static_cast<std::size_t>(len) * sizeof *pExc);
+    for (int t = 0; t < kTracks; ++t) {
+        for (int p = 0; p < pulses[t].count; ++p) {
+            Qol32f& sign = pulses[t].sign[p];
+            sign = g < 0 ? -sign : sign;
+            if (pulses[t].rank[p] >= 0) {
+                pExc[t + kTracks * pulses[t].rank[p]] += sign;
+            }
+        }
+        pIndex[t] = indexOf(pulses[t], f.n);
+    }
+    *pGain = g < 0 ? -g : g;
+}
+
+} // namespace
+
+QolStatus qolsFixedCodebookSearch_RTA_GetBufferSize_32f(Qol32s* pSize) noexcept {
+    if (anyNull(pSize)) {
+        return qolStsNullPtrErr;
+    }
+    *pSize = kBufferBytes;
+    return qolStsNoErr;
+}
+
+QolStatus qolsFixedCodebookSearchBuffer_RTA_32f(const Qol32f* pTarget, const Qol32f* pImp,
+                                                Qol32f* pExc, Qol32s len, Qol32s* pIndex,
+                                                Qol32f* pGain, Qol32s numPulses, Qol32s mode,
+                                                Qol8u* pBuffer) noexcept {
+    if (anyNull(pTarget, pImp, pExc, pGain) || anyNull(pIndex) || anyNull(pBuffer)) {
+        return qolStsNullPtrErr;
+    }
+    if (len < 1 || len > kMostLength || numPulses < kTracks || numPulses > kMostPulses ||
+        mode < 0 || mode > 3) {
+        return qolStsRangeErr;
+    }
+    auto* scratch = reinterpret_cast<Scratch*>(alignUp<32>(pBuffer));
+    std::memset(static_cast<void*>(scratch), 0, sizeof *scratch);
+    Field f{len / kTracks, scratch->d, scratch->diag, scratch->cross, scratch->matrix};
+    owndspPrePulseSearch(pTarget, pImp, len, f);
+    const int* counts = kCounts[numPulses - kTracks];
+    const Effort effort = kEffort[mode];
+    Pulses best;
+    Sums bestSums{0, 0};
+    for (int start = 0; start < effort.starts; ++start) {
+        Pulses pulses;
+        fillTracks(f, pulses, counts, start);
+        if (effort.refine) {
+            refine(f, pulses, counts);
+        }
+        const Sums sums = sumsWithout(f, pulses, -1);
+        if (start == 0 || isBetter(sums, bestSums)) {
+            bestSums = sums;
+            std::memcpy(best, pulses, sizeof best);
+        }
+    }
+    writeResult(f, best, bestSums, pExc, len, pIndex, pGain);
+    return qolStsNoErr;
+}
+
+} // namespace qolsc
