@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+// Vector filters that several G.728 primitives share.
+#pragma once
+
+#include "g728/g728.h"
+
+namespace qolsc::g728 {
+
+/// One vector-length-free run of the pole-zero filter of order 10: c holds ten numerator, then ten
+/// denominator coefficients, Q14.
+void ownIIR16s_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, int len, PoleZeroMemory& memory);
+
+/// Zero-input response of the order-50 synthesis filter a (Q14, signs of the polynomial), 15-bit
+/// mantissas.
+void ownSynthesisFilterZeroInput_G728_16s(const Qol16s* a, const SynthesisMemory& memory,
+                                          BlockVector& response);
+
+/// Takes a finished vector in, the oldest drops out.
+void pushVector(SynthesisMemory& memory, const Qol16s* mantissa, Qol16s exponent);
+
+} // namespace qolsc::g728

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: Apache-2.0
+// Records and arithmetic shared by the G.728 primitives (ITU-T G.728 Annex G, 16-bit fixed point).
+#pragma once
+
+#include "numeric/basop.h"
+#include "qolsc/g728.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace qolsc::g728 {
+
+/// Samples of a vector, orders of the two kinds of filters, vectors that the order-50 filter sees.
+inline constexpr int kVector = 5, kOrder = 50, kShortOrder = 10, kPastVectors = 10;
+
+/// Block exponent of memories at reset.
+inline constexpr Qol16s kResetExponent = 16;
+
+/// Product sums are exact in 64 bits; this is the upper half, rounded, after a limit to 32 bits.
+constexpr Qol16s roundHigh(Qol64s x) { return basop::round_fx(saturate32(x)); }
+
+/// Left shifts that bring x to a word of that many bits; negative when x is wider. bits - 1 for 0.
+constexpr int normBits(Qol64s x, int bits) {
+    return std::countl_zero(static_cast<Qol64u>(x < 0 ? ~x : x)) - (65 - bits);
+}
+
+/// The same for the largest of n values.
+inline int normVector(const Qol16s* x, int n, int bits) {
+    Qol16s least = 0, greatest = 0;
+    for (int i = 0; i < n; ++i) {
+        least = std::min(least, x[i]);
+        greatest = std::max(greatest, x[i]);
+    }
+    return normBits(least < -greatest ? least : greatest, bits);
+}
+
+/// Arithmetic right shift; counts above 62 leave the sign.
+constexpr Qol64s shiftRight(Qol64s x, int n) { return x >> (n > 62 ? 62 : n); }
+
+/// x times 2^n for n of either sign, limited to T.
+template <typename T>
+constexpr T scaleUp(Qol64s x, int n) {
+    return n < 0 ? saturate<T>(shiftRight(x, -n)) : shiftLeftSaturate<T>(x, n);
+}
+
+/// A block floating-point vector: value = mantissa * 2^-exponent.
+struct BlockVector {
+    Qol16s mantissa[kVector];
+    Qol16s exponent;
+};
+
+/// Scales the mantissas to words of that many bits.
+inline void normalise(BlockVector& v, int bits) {
+    const int n = normVector(v.mantissa, kVector, bits);
+    for (Qol16s& m : v.mantissa) {
+        m = scaleUp<Qol16s>(m, n);
+    }
+    v.exponent = saturate16(v.exponent + n);
+}
+
+/// A mantissa as a sample in Q2.
+constexpr Qol16s toQ2(Qol16s mantissa, int exponent) {
+    return scaleUp<Qol16s>(mantissa, 2 - exponent);
+}
+
+/// Quotient of two normalised mantissas with exponents; sixteen bits by strict comparisons, as the
+/// division of G.728 Annex G.
+struct Quotient {
+    Qol16s mantissa;
+    int exponent;
+};
+constexpr Quotient divide(Qol16s num, int numExponent, Qol16s den, int denExponent) {
+    int exponent = numExponent - denExponent + 14;
+    Qol32s a = num < 0 ? -num : num, q = 0;
+    const Qol32s b = den < 0 ? -den : den;
+    if (a < b) {
+        ++exponent;
+        a *= 2;
+    }
+    for (int i = 0; i < 15; ++i) {
+        q *= 2;
+        if (a > b) {
+            ++q;
+            a -= b;
+        }
+        a = saturate32(Qol64s{a} * 2);
+    }
+    q += a > b;
+    return {saturate16((num < 0) != (den < 0) ? -q : q), exponent};
+}
+
+/// Copies between a caller's record, which may lie at any address, and a local one.
+template <typename T>
+T loadRecord(const Qol8u* pState) {
+    T record;
+    std::memcpy(&record, pState, sizeof record);
+    return record;
+}
+template <typename T>
+void storeRecord(Qol8u* pState, const T& record) {
+    std::memcpy(pState, &record, sizeof record);
+}
+
+/// Memory of the hybrid window; the words behind it hold the recursive correlation (M + 1) with its
+/// exponent, the history, and one exponent a block.
+struct QolsWinHybridState_G728 {
+    const Qol16s* pWindow;
+    Qol16s order, frameLen, nonRecLen;
+    Qol16s frameBlocks, nonRecBlocks, totalBlocks;
+    Qol16s attShift;
+    Qol16s* pBuffer;
+};
+static_assert(sizeof(QolsWinHybridState_G728) == 32);
+
+/// Pole-zero filter of order 10: its memories, newest first, and the published size of 64 bytes.
+struct PoleZeroMemory {
+    Qol16s in[kShortOrder];
+    Qol16s out[kShortOrder];
+};
+struct IIRState {
+    PoleZeroMemory memory;
+    Qol16s rest[12];
+};
+static_assert(sizeof(IIRState) == 64);
+
+/// The ten vectors before the current one, in time order.
+struct SynthesisMemory {
+    Qol16s mantissa[kOrder];
+    Qol16s exponent[kPastVectors];
+};
+struct SynthesisState {
+    SynthesisMemory memory;
+    Qol16s rest[12];
+};
+static_assert(sizeof(SynthesisState) == 144);
+
+/// Encoder's synthesis and weighting filter, with the zero-input response that the update needs.
+struct CombinedState {
+    SynthesisMemory memory;
+    PoleZeroMemory weighting;
+    BlockVector zeroInput;
+    Qol16s rest[18];
+};
+static_assert(sizeof(CombinedState) == 208);
+
+struct PostFilterState {
+    PoleZeroMemory memory; ///< after the long-term part; after the short-term part
+    Qol16s gain;           ///< smoothed gain, Q14
+    Qol16s rest[11];
+};
+static_assert(sizeof(PostFilterState) == 64);
+
+inline constexpr int kDecimated = 60;
+struct AdapterState {
+    Qol16s in[kShortOrder]; ///< inputs of the inverse filter, newest first
+    Qol16s lowpass[3];      ///< outputs of the low-pass, newest first
+    Qol16s decimated[kDecimated];
+    Qol16s rest[15];
+};
+static_assert(sizeof(AdapterState) == 176);
+
+} // namespace qolsc::g728
