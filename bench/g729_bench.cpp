@@ -38,7 +38,7 @@ struct Item {
     std::array<Qol16s, 223> weighted; ///< 143 past samples and a frame
     std::array<Qol16s, 194> excitation;
     std::array<Qol16s, 40> response, target, vector, filtered, correlation, code, filteredCode;
-    std::array<Qol16s, 616> matrix;
+    alignas(32) std::array<Qol16s, 616> matrix;
     Qol16s openLag;
 };
 
@@ -74,7 +74,7 @@ Item makeItem(const Qol16s* pcm, const std::array<Qol16s, 10>& previousLsp) {
                                               rest.data());
     qolsCrossCorr_NormM_16s(it.response.data(), rest.data(), kSubframe, it.correlation.data());
     qolsToeplizMatrix_G729_16s(it.response.data(), it.matrix.data());
-    std::array<Qol16s, 616> matrix = it.matrix;
+    alignas(32) std::array<Qol16s, 616> matrix = it.matrix;
     Qol16s index[2];
     qolsFixedCodebookSearch_G729A_16s(it.correlation.data(), matrix.data(), it.code.data(), index);
     qolsConvPartial_16s_Sfs(it.code.data(), it.response.data(), it.filteredCode.data(), kSubframe,
@@ -142,12 +142,16 @@ STAGE(lpcToLspA, {
     qolsLPCToLSP_G729A_16s(it.lpc.data(), it.lsp.data(), lsp);
     benchmark::DoNotOptimize(lsp);
 });
-STAGE(lspQuantiser, {
+/// The predictor history runs on, as in a coder.
+void lspQuantiser(benchmark::State& st) {
     std::array<Qol16s, 40> history = kHistory;
-    Qol16s lsp[10], index[2];
-    qolsLSPQuant_G729_16s(it.lsp.data(), history.data(), lsp, index);
-    benchmark::DoNotOptimize(lsp);
-});
+    perItem(st, [&history](const Item& it) {
+        Qol16s lsp[10], index[2];
+        qolsLSPQuant_G729_16s(it.lsp.data(), history.data(), lsp, index);
+        benchmark::DoNotOptimize(lsp);
+    });
+}
+BENCHMARK(lspQuantiser);
 STAGE(openLoop, {
     Qol16s lag;
     qolsOpenLoopPitchSearch_G729_16s(it.weighted.data() + 143, &lag);
@@ -185,18 +189,18 @@ STAGE(adaptiveGainA, {
     benchmark::DoNotOptimize(gain);
 });
 STAGE(responseMatrix, {
-    std::array<Qol16s, 616> matrix;
+    alignas(32) std::array<Qol16s, 616> matrix;
     qolsToeplizMatrix_G729_16s(it.response.data(), matrix.data());
     benchmark::DoNotOptimize(matrix);
 });
 STAGE(nestedSearch, {
-    std::array<Qol16s, 616> matrix = it.matrix;
+    alignas(32) std::array<Qol16s, 616> matrix = it.matrix;
     Qol16s code[40], index[2], times = 0;
     qolsFixedCodebookSearch_G729_16s(it.correlation.data(), matrix.data(), code, index, &times, 0);
     benchmark::DoNotOptimize(code);
 });
 STAGE(depthFirstSearchA, {
-    std::array<Qol16s, 616> matrix = it.matrix;
+    alignas(32) std::array<Qol16s, 616> matrix = it.matrix;
     Qol16s code[40], index[2];
     qolsFixedCodebookSearch_G729A_16s(it.correlation.data(), matrix.data(), code, index);
     benchmark::DoNotOptimize(code);

@@ -87,6 +87,54 @@ Best ownFixedCodebookASearchPhaseA(const Qol16s* matrix, const Qol16s* d, Found&
     return best;
 }
 
+/// Best candidate of each lane, the first of equals, and the row that it came from. The weights are
+/// pairs of its alpha and the negative of its square; alphas above 0 make the order of offers
+/// immaterial but for ties.
+struct LaneBest {
+    i128 weightsLow = splat32(0x00010001), weightsHigh = weightsLow; // square -1, alpha 1
+    i128 rowLow = zero(), rowHigh = rowLow;
+    i128 leastAlpha = splat16(32767);
+};
+
+void offer(LaneBest& b, i128 square, i128 alpha, int row) {
+    const i128 minus = _mm_sub_epi16(zero(), square), number = splat32(row);
+    const auto half = [number](i128 candidate, i128 weights, i128& best, i128& rows) {
+        const i128 better = _mm_cmpgt_epi32(maddPairs(candidate, best), zero());
+        best = _mm_blendv_epi8(best, weights, better);
+        rows = _mm_blendv_epi8(rows, number, better);
+    };
+    half(_mm_unpacklo_epi16(square, alpha), _mm_unpacklo_epi16(alpha, minus), b.weightsLow,
+         b.rowLow);
+    half(_mm_unpackhi_epi16(square, alpha), _mm_unpackhi_epi16(alpha, minus), b.weightsHigh,
+         b.rowHigh);
+    b.leastAlpha = _mm_min_epi16(b.leastAlpha, alpha);
+}
+
+bool allPositive(const LaneBest& b) {
+    return _mm_movemask_epi8(_mm_cmpgt_epi16(b.leastAlpha, zero())) == 0xFFFF;
+}
+
+/// The best of the lanes; of equals the one that was offered first, by row and then by lane.
+void takeBest(const LaneBest& b, Best& best, int* row, int* lane) {
+    alignas(16) Qol16s weights[16];
+    alignas(16) Qol32s rows[8];
+    store(weights, b.weightsLow);
+    store(weights + 8, b.weightsHigh);
+    store(rows, b.rowLow);
+    store(rows + 4, b.rowHigh);
+    *row = *lane = 0;
+    for (int k = 0; k < 8; ++k) {
+        const auto square = static_cast<Qol16s>(-weights[2 * k + 1]);
+        const Qol16s alpha = weights[2 * k];
+        const Qol32s lead = square * best.alpha - best.square * alpha;
+        if (lead > 0 || (lead == 0 && rows[k] < *row)) {
+            best = {square, alpha};
+            *row = rows[k];
+            *lane = k;
+        }
+    }
+}
+
 /// Phase B: c and d anywhere on their tracks behind the pair of phase A, whose alpha is given. Half
 /// of the terms of d, t = (2 r + 2 r' + e + 4) >> 3, are rounded before; alpha is a sixteenth of
 /// the energy, rounded: (4 alpha + 2 r + 2 r' + e + 2 r'' + 8 t + 8) >> 4.
@@ -106,18 +154,34 @@ Best ownFixedCodebookASearchPhaseB(const Qol16s* matrix, const Qol16s* d, Qol16s
     store(ac, crossRow<A, C>(matrix, found.a));
     store(bc, crossRow<B, C>(matrix, found.b));
 
-    Best best{-1, 1};
-    for (int kc = 0; kc < kPerTrack; ++kc) {
+    // Candidates of a row of the block (C,D): c at kc, d in the lanes.
+    const auto row = [&](int kc, i128& square, i128& alpha) {
         const i128 cross = crossRow<C, D>(matrix, kc);
         const i128 base =
             splat32(4 * alphaA + 2 * (ac[kc] + bc[kc]) + matrix[kPerTrack * C + kc] + 8);
         const auto sixteenth = [base](i128 t, i128 rr) {
             return _mm_srai_epi32(add32(add32(base, t), _mm_slli_epi32(rr, 1)), 4);
         };
-        const i128 alpha =
-            packSat16(sixteenth(tLow, widenLow(cross)), sixteenth(tHigh, widenHigh(cross)));
+        alpha = packSat16(sixteenth(tLow, widenLow(cross)), sixteenth(tHigh, widenHigh(cross)));
         const i128 ps = addSat16(splat16(basop::add(found.ps, d[kPerTrack * C + kc])), dd);
-        offer8(mult8(ps, ps), alpha, best, [&found, kc](int kd) {
+        square = mult8(ps, ps);
+    };
+    LaneBest lanes;
+    for (int kc = 0; kc < kPerTrack; ++kc) {
+        i128 square, alpha;
+        row(kc, square, alpha);
+        offer(lanes, square, alpha, kc);
+    }
+    Best best{-1, 1};
+    if (allPositive(lanes)) {
+        takeBest(lanes, best, &found.c, &found.d);
+        return best;
+    }
+    // Ratios with an alpha of 0 or less have no order: one after the other.
+    for (int kc = 0; kc < kPerTrack; ++kc) {
+        i128 square, alpha;
+        row(kc, square, alpha);
+        offer8(square, alpha, best, [&found, kc](int kd) {
             found.c = kc;
             found.d = kd;
         });
