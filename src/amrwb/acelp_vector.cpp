@@ -64,6 +64,24 @@ void takeBetter(i128 square, i128 energy, int x, int y, Best& best) {
     }
 }
 
+/// Takes the signs of both pulses into the products.
+template <int Tracks>
+void foldSigns(Work& w) {
+    constexpr int places = kLength / Tracks;
+    const int rowTracks = Tracks == 2 ? 1 : Tracks;
+    for (int t = 0; t < rowTracks; ++t) {
+        const Qol16s* signX = w.sign + t * places;
+        const Qol16s* signY = w.sign + (t + 1) % Tracks * places;
+        for (int x = 0; x < places; ++x) {
+            Qol16s* row = w.xy + (t * places + x) * places;
+            const i128 own = splat16(signX[x]);
+            for (int y = 0; y < places; y += 8) {
+                store(row + y, signedLanes(load(row + y), _mm_xor_si128(own, load(signY + y))));
+            }
+        }
+    }
+}
+
 } // namespace
 
 Qol64s energyOf(const Qol16s* v) {
@@ -144,19 +162,7 @@ void correlationTables_noOverflow(Work& w) {
             }
         }
     }
-
-    const int rowTracks = Tracks == 2 ? 1 : Tracks;
-    for (int t = 0; t < rowTracks; ++t) {
-        const Qol16s* signX = w.sign + t * places;
-        const Qol16s* signY = w.sign + (t + 1) % Tracks * places;
-        for (int x = 0; x < places; ++x) {
-            Qol16s* row = w.xy + (t * places + x) * places;
-            const i128 own = splat16(signX[x]);
-            for (int y = 0; y < places; y += 8) {
-                store(row + y, signedLanes(load(row + y), _mm_xor_si128(own, load(signY + y))));
-            }
-        }
-    }
+    foldSigns<Tracks>(w);
 }
 template void correlationTables_noOverflow<2>(Work&);
 template void correlationTables_noOverflow<4>(Work&);

@@ -23,7 +23,7 @@ Qol32s doubledMagnitudes(const Qol16s* p, int step, int from, int to) {
     return sum;
 }
 
-/// Sum over the bands of the ratio between level and its average, larger over smaller, Q6 or so.
+/// Sum over the bands of the ratio between level and its average, larger over smaller, Q6.
 Qol16s stationarity(const Qol16s* pLevel, const Qol16s* pAverage, int bands) {
     Qol16s sum = 0;
     for (int i = 0; i < bands; ++i) {

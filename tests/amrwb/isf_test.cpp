@@ -268,4 +268,48 @@ TEST(AmrWbIsf, CloseFrequenciesComeOut128Apart) {
     EXPECT_GT(touched, 0);
 }
 
+/// Count of elements and a polynomial checksum.
+template <typename T>
+void expectTable(const T& table, std::size_t count, std::uint32_t checksum) {
+    const auto* p = reinterpret_cast<const Qol16s*>(&table);
+    ASSERT_EQ(sizeof table / sizeof *p, count);
+    std::uint32_t h = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        h = h * 31 + static_cast<Qol16u>(p[i]);
+    }
+    EXPECT_EQ(h, checksum);
+}
+
+TEST(AmrWbTables, Checksums) {
+    expectTable(tables::meanISFTbl, 16, 0x59712EE9u);
+    expectTable(tables::meanISFnoiseTbl, 16, 0x82F0706Du);
+    expectTable(tables::QCdbk1ISFTbl, 3072, 0x6F89BF7Du);
+    expectTable(tables::QCdbk2ISFTbl, 2048, 0xB3692DE0u);
+    expectTable(tables::QCdbk21ISFTbl, 256, 0xB569C366u);
+    expectTable(tables::QCdbk22ISFTbl, 512, 0xE6520B0Du);
+    expectTable(tables::QCdbk23ISFTbl, 512, 0x727E584Au);
+    expectTable(tables::QCdbk24ISFTbl, 128, 0x81238560u);
+    expectTable(tables::QCdbk25ISFTbl, 128, 0x73A789A8u);
+    expectTable(tables::QCdbk21ISF36bTbl, 1024, 0xF8CD5E08u);
+    expectTable(tables::QCdbk22ISF36bTbl, 512, 0xD0FA45F1u);
+    expectTable(tables::QCdbk23ISF36bTbl, 512, 0x2C1AD7ADu);
+    expectTable(tables::QCdbk1ISFnoiseTbl, 128, 0xC580A98Au);
+    expectTable(tables::QCdbk2ISFnoiseTbl, 256, 0xCC134A86u);
+    expectTable(tables::QCdbk3ISFnoiseTbl, 256, 0x56F1CB81u);
+    expectTable(tables::QCdbk4ISFnoiseTbl, 128, 0x36AD6EECu);
+    expectTable(tables::QCdbk5ISFnoiseTbl, 128, 0x9C7A1E62u);
+    expectTable(tables::ispCosTbl, 129, 0x73CF58BFu);
+    expectTable(tables::ispSlopeTbl, 128, 0x47BDCB60u);
+    expectTable(tables::ispGrid, 101, 0x76F56EC7u);
+}
+
+TEST(AmrWbTables, Cosines) {
+    for (int i = 0; i <= 128; ++i) {
+        ASSERT_NEAR(tables::ispCosTbl[i], 32768 * std::cos(std::numbers::pi * i / 128), 8);
+    }
+    for (int i = 0; i <= 100; ++i) {
+        ASSERT_NEAR(tables::ispGrid[i], 32768 * std::cos(std::numbers::pi * i / 100), 10);
+    }
+}
+
 } // namespace

@@ -249,46 +249,78 @@ void decodeCode(Decoder& d, const FrameContext& f, const Lag& l, BitReader& read
     sharpen(code, l.lag, l.fraction);
 }
 
-void decodeSubframe(Decoder& d, FrameContext& f, int s, BitReader& reader, const Qol16s* isfOld,
-                    Qol16s* pcm) {
-    Qol16s* e = d.excitation + kPastExcitation + s * kSubframe;
+/// What the stream tells of a subframe's excitation, and what follows from it.
+struct Vectors {
+    Qol16s code[kSubframe];
+    Qol16s adaptive[kSubframe];
+    Gains gains;
+    Qol16s gain16;  ///< code gain at the scale of the excitation
+    Qol16s voicing; ///< Q15
+    bool isSharp;   ///< a stronger pitch at the two lowest rates
+    Qol16s sharp[kSubframe];
+};
+
+/// Adaptive vector to e, code vector and gains.
+void decodeVectors(Decoder& d, FrameContext& f, int s, BitReader& reader, Qol16s* e, Vectors& v) {
     const Lag l = decodeLag(d, f, s, reader);
     adaptiveVector(e, l.lag, l.fraction);
     if (!f.unusable && (isLowRate(f.mode) || take(reader, 1) == 0)) {
         lowPassAdaptive(e);
     }
-    Qol16s code[kSubframe];
-    decodeCode(d, f, l, reader, code);
+    decodeCode(d, f, l, reader, v.code);
 
-    Scaled inverse = dotProduct(code, code, kSubframe);
+    Scaled inverse = dotProduct(v.code, v.code, kSubframe);
     inverse.exponent -= 24;
     inverse = inverseSqrt(inverse);
     const Qol16s inverseCode = extract_h(L_shl(inverse.mantissa, inverse.exponent - 3));
-    Gains g;
     if (f.bad) {
         take(reader, isLowRate(f.mode) ? 6 : 7);
-        g = concealGains(d.concealment, d.predictor, f.unusable, d.noiseFrames, inverseCode);
+        v.gains = concealGains(d.concealment, d.predictor, f.unusable, d.noiseFrames, inverseCode);
     } else {
-        g = readGains(d, reader, f.mode, inverseCode);
+        v.gains = readGains(d, reader, f.mode, inverseCode);
     }
-    Qol16s gain16;
-    rescale(d, e, g.code, &gain16);
+    rescale(d, e, v.gains.code, &v.gain16);
+    std::copy_n(e, kSubframe, v.adaptive);
+}
 
-    // A stronger pitch for the two lowest rates, and the voicing factor.
-    Qol16s y[kSubframe], sharp[kSubframe];
-    std::copy_n(e, kSubframe, y);
+/// Voicing, the tilt of the next subframe, and the sharpened pitch.
+void analyseVectors(Decoder& d, const FrameContext& f, Vectors& v) {
+    Qol16s y[kSubframe];
+    std::copy_n(v.adaptive, kSubframe, y);
     scaleSignal(y, kSubframe, -3);
-    const Qol16s sharpness = shl(g.pitch, 1);
-    const bool isSharp = isLowRate(f.mode) && sharpness > 16384;
-    for (int i = 0; i < kSubframe; ++i) {
-        sharp[i] = round_fx(L_mult(mult(y[i], sharpness), g.pitch) >> 1);
+    const Qol16s sharpness = shl(v.gains.pitch, 1);
+    v.isSharp = isLowRate(f.mode) && sharpness > 16384;
+    for (int i = 0; v.isSharp && i < kSubframe; ++i) {
+        v.sharp[i] = round_fx(L_mult(mult(y[i], sharpness), v.gains.pitch) >> 1);
     }
-    const Qol16s v = voicing(y, -3, g.pitch, code, gain16);
-    d.tilt = tiltOf(v);
+    v.voicing = voicing(y, -3, v.gains.pitch, v.code, v.gain16);
+    d.tilt = tiltOf(v.voicing);
+}
 
-    Qol16s adaptive[kSubframe];
-    std::copy_n(e, kSubframe, adaptive);
-    excitation(code, gain16, adaptive, g.pitch, e);
+/// The excitation that is heard: dispersed code, smoothed gain, enhanced pitch.
+void enhance(Decoder& d, const FrameContext& f, Vectors& v, Qol16s* x) {
+    updateDispersion(d.dispersion, f.mode, v.gains.pitch, v.gains.code, v.code);
+    const Qol32s smooth = enhanceNoise(v.gains.code, f.stab, v.voicing, d.gainThreshold);
+    const Qol16s taps[2] = {0, static_cast<Qol16s>((v.voicing >> 3) + 4096)};
+    Qol16s enhanced[kSubframe];
+    qolsHighPassFilter_Direct_AMRWB_16s(taps, v.code, enhanced, kSubframe, 0);
+    excitation(enhanced, round_fx(L_shl(smooth, d.scale)), v.adaptive, v.gains.pitch, x);
+    if (v.isSharp) {
+        for (int i = 0; i < kSubframe; ++i) {
+            v.sharp[i] = add(v.sharp[i], x[i]);
+        }
+        levelTo(x, v.sharp);
+        std::copy_n(v.sharp, kSubframe, x);
+    }
+}
+
+void decodeSubframe(Decoder& d, FrameContext& f, int s, BitReader& reader, const Qol16s* isfOld,
+                    Qol16s* pcm) {
+    Qol16s* e = d.excitation + kPastExcitation + s * kSubframe;
+    Vectors v;
+    decodeVectors(d, f, s, reader, e, v);
+    analyseVectors(d, f, v);
+    excitation(v.code, v.gain16, v.adaptive, v.gains.pitch, e);
     Qol16s peak = 1;
     for (int i = 0; i < kSubframe; ++i) {
         peak = std::max(peak, abs_s(e[i]));
@@ -296,24 +328,10 @@ void decodeSubframe(Decoder& d, FrameContext& f, int s, BitReader& reader, const
     std::copy_backward(d.headroom, d.headroom + 3, d.headroom + 4);
     d.headroom[0] = norm_s(peak) + d.scale - 1;
 
-    updateDispersion(d.dispersion, f.mode, g.pitch, g.code, code);
-    const Qol32s smooth = enhanceNoise(g.code, f.stab, v, d.gainThreshold);
-    const Qol16s taps[2] = {0, static_cast<Qol16s>((v >> 3) + 4096)};
-    Qol16s enhanced[kSubframe], x[kSubframe];
-    qolsHighPassFilter_Direct_AMRWB_16s(taps, code, enhanced, kSubframe, 0);
-    excitation(enhanced, round_fx(L_shl(smooth, d.scale)), adaptive, g.pitch, x);
-    if (isSharp) {
-        for (int i = 0; i < kSubframe; ++i) {
-            sharp[i] = add(sharp[i], x[i]);
-        }
-        levelTo(x, sharp);
-        std::copy_n(sharp, kSubframe, x);
-    }
-    int highIndex = f.mode == 8 ? take(reader, 4) : -1;
-    if (f.bad) {
-        highIndex = -1;
-    }
-    synthesizeSubframe(d, f, s, x, highIndex, isfOld, pcm);
+    Qol16s x[kSubframe];
+    enhance(d, f, v, x);
+    const int highIndex = f.mode == 8 ? take(reader, 4) : -1;
+    synthesizeSubframe(d, f, s, x, f.bad ? -1 : highIndex, isfOld, pcm);
 }
 
 void decodeSpeech(Decoder& d, FrameContext& f, const Frame& frame, Qol16s* pcm) {
