@@ -40,6 +40,11 @@ inline i128 widenHigh(i128 v) { return _mm_cvtepi16_epi32(_mm_unpackhi_epi64(v, 
 inline i128 widenLow64(i128 v) { return _mm_cvtepi32_epi64(v); }
 inline i128 widenHigh64(i128 v) { return _mm_cvtepi32_epi64(_mm_unpackhi_epi64(v, v)); }
 
+/// The eight 16-bit lanes in falling order.
+inline i128 reverse16(i128 v) {
+    return _mm_shuffle_epi8(v, _mm_set_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14));
+}
+
 /// Wrapping sum of four 32-bit lanes.
 inline Qol32s sum32(i128 v) {
     v = _mm_add_epi32(v, _mm_shuffle_epi32(v, 0x4E));
@@ -69,6 +74,12 @@ inline void stored(Qol64f* p, d256 v) { _mm256_storeu_pd(p, v); }
 inline d256 splatd(Qol64f v) { return _mm256_set1_pd(v); }
 inline d256 addd(d256 a, d256 b) { return _mm256_add_pd(a, b); }
 inline d256 muld(d256 a, d256 b) { return _mm256_mul_pd(a, b); }
+
+/// The eight lanes in falling order.
+inline f256 reversef(f256 v) {
+    const f256 t = _mm256_permute_ps(v, 0x1B);
+    return _mm256_permute2f128_ps(t, t, 1);
+}
 
 /// Sum of eight lanes: halves, then quarters, then pairs.
 inline Qol32f sumf(f256 v) {
