@@ -301,6 +301,155 @@ QolStatus qolsAlgebraicCodebookSearchGetBufferSize_GSMAMR_16s(Qol32s* pSize) QOL
 QolStatus qolsFixedCodebookDecode_GSMAMR_16s(const Qol16s* pIndices, Qol16s* pFixedVec,
                                              Qol16s valSubFrame, Qol32s valRate) QOL_NOEXCEPT;
 
+/* ---- voice activity detection ----
+ *
+ * Two detectors, the options of TS 26.094, over frames of 20 ms. The application owns, clears and
+ * seeds their records:
+ *
+ *     QolsVad1State_GSMAMR vad1;                 QolsVad2State_GSMAMR vad2;
+ *     memset(&vad1, 0, sizeof vad1);             memset(&vad2, 0, sizeof vad2);
+ *     for (int i = 0; i < 9; ++i)
+ *         vad1.bckrEst[i] = vad1.aveLevel[i] = vad1.oldLevel[i] = 150;
+ *     vad1.corrHpFast = 13106;
+ *
+ * Option 1 reads what the open-loop search of the frame before found (pMaxHpCorr, 13106 at the
+ * start, and pToneFlag, 0) and pitchReg, which the application keeps after each search: with count
+ * 0 at first, each of the frame's two lags in turn that lies less than 4 from the lag before it
+ * adds 1; the register is shifted right by one, and bit 14 (0x4000) is set where this count and the
+ * one of the frame before make 4 or more. Option 2 reads whether the sum of pLtpCorr exceeded a
+ * part of the sum of pLtpEnergy (0.55 at 4.75 and 5.15, 0.60 at 10.2, 0.65 elsewhere). */
+
+/** Record of option 1. Registers hold a flag a frame, the newest in bit 14. */
+typedef struct QolsVad1State_GSMAMR {
+    Qol16s subLevel[9];      /**< level of the last frame's tail, a band each */
+    Qol16s oldLevel[9];      /**< levels of the last frame; start with 150 */
+    Qol16s aveLevel[9];      /**< averaged levels; start with 150 */
+    Qol16s bckrEst[9];       /**< background estimate, 40 to 16000; start with 150 */
+    Qol16s aData5[3][2];     /**< memory of the fifth-order filters */
+    Qol16s aData3[5];        /**< memory of the third-order filters */
+    Qol16s burstCount;       /**< frames of speech in a row */
+    Qol16s hangCount;        /**< frames of hangover left */
+    Qol16s statCount;        /**< stationarity counter, 0 to 20 */
+    Qol16s vadReg;           /**< decisions before the hangover */
+    Qol16s complexHigh;      /**< correlation above 0.6 */
+    Qol16s complexLow;       /**< correlation at 0.5 or above */
+    Qol16s complexHangTimer; /**< frames in a row with corrHpFast above 0.7 */
+    Qol16s complexHangCount; /**< frames left of the long hangover */
+    Qol16s complexWarning;   /**< 1: a signal as music */
+    Qol16s corrHpFast;       /**< filtered correlation, Q15; start with 13106 */
+    Qol16s pitchReg;         /**< steady pitch; written by the application */
+} QolsVad1State_GSMAMR;
+
+/** Record of option 2. */
+typedef struct QolsVad2State_GSMAMR {
+    Qol32s chEnrg[16];       /**< channel energies in the scale of shiftState */
+    Qol32s chNoise[16];      /**< noise estimate in the scale of shiftState 0 */
+    Qol16s chEnrgLongDb[16]; /**< long-term channel energies, Q8 dB */
+    Qol16s preEmpMem;        /**< last sample of the last half frame, in its scale */
+    Qol16s updateCnt;        /**< half frames that looked like noise without being quiet */
+    Qol16s lastUpdateCnt;    /**< updateCnt of the last half frame */
+    Qol16s hysterCnt;        /**< half frames with the same updateCnt */
+    Qol16s lastNormbShift;   /**< left shifts of the last half frame */
+    Qol16s shiftState;       /**< 0 or 1: scale of chEnrg */
+    Qol16s fupdateFlag;      /**< 1: the last half frame forced an update */
+    Qol16s tsnr;             /**< peak signal-to-noise ratio over time, Q8 dB */
+    Qol16s negSNRvar;        /**< variance of negative ratios, Q8, up to 1024 */
+    Qol16s negSNRbias;       /**< what it adds to the threshold */
+    Qol16s burstCount;       /**< half frames of speech in a row */
+    Qol16s hangover;         /**< half frames of hangover left */
+    Qol32s frameCount;       /**< half frames; wraps */
+} QolsVad2State_GSMAMR;
+
+/** Option 1: filter bank; TS 26.094 §3.
+ *  @param[in]     pSrc           200 samples: the frame, its look-ahead of 40 behind. The power is
+ *                                taken of the first 160, the bands of the last 160
+ *  @param[in,out] pState         record as above
+ *  @param[out]    pVadFlag       1: speech, 0: none
+ *  @param[in]     valBestCorrHp  pMaxHpCorr of the last frame's open-loop search, Q15
+ *  @param[in]     valToneFlag    pToneFlag of that search
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsVAD1_GSMAMR_16s(const Qol16s* pSrc, QolsVad1State_GSMAMR* pState, Qol16s* pVadFlag,
+                              Qol16s valBestCorrHp, Qol16s valToneFlag) QOL_NOEXCEPT;
+
+/** Option 2: transform; TS 26.094 §4. The memory of the pre-emphasis is shifted right without
+ *  rounding and a negative sample counts by its complement where half frames are scaled, so that
+ *  the lowest bits differ now and then from the standard's.
+ *  @param[in]     pSrc        160 samples
+ *  @param[in,out] pState      record as above
+ *  @param[out]    pVadFlag    1: speech in either half frame, 0: none
+ *  @param[in]     valLtpFlag  not 0: the last frame's open-loop search found a period
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsVAD2_GSMAMR_16s(const Qol16s* pSrc, QolsVad2State_GSMAMR* pState, Qol16s* pVadFlag,
+                              Qol16s valLtpFlag) QOL_NOEXCEPT;
+
+/** Transform of 128 real values as option 2 needs it; TS 26.094 §4.3. The result is 1/64 of the
+ * sum, up to rounding.
+ *  @param[in,out] pSrcDst  128 values; out: bins 1 to 63 as pairs of real and imaginary part behind
+ *                          bin 0 and bin 64, both real
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsFFTFwd_RToPerm_GSMAMR_16s_I(Qol16s* pSrcDst) QOL_NOEXCEPT;
+
+/* ---- discontinuous transmission and post-filter ---- */
+
+/** Decides between speech and comfort noise; TS 26.093 §5.1.
+ *  @param[in,out] pHangCount  frames of hangover left; start with 7
+ *  @param[in,out] pElapsed    frames since the last update; start with 32767, where it stays
+ *  @param[out]    pUsedMode   25 where the frame becomes comfort noise, else not written
+ *  @param[out]    pSidUpdate  1: new comfort-noise parameters are wanted
+ *  @param[in]     valVadFlag  not 0: the frame holds speech
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsEncDTXHandler_GSMAMR_16s(Qol16s* pHangCount, Qol16s* pElapsed, Qol16s* pUsedMode,
+                                       Qol16s* pSidUpdate, Qol16s valVadFlag) QOL_NOEXCEPT;
+
+/** Enters a frame in the encoder's histories of eight; TS 26.092 §5.
+ *  @param[in]     pSrc        160 samples
+ *  @param[in]     pSrcLsp     10
+ *  @param[in,out] pHistIndex  0 to 7: row written last; start with 0
+ *  @param[in,out] pLspHist    8 rows of 10
+ *  @param[in,out] pLogEnHist  8: half the base-2 logarithm of the energy per sample, Q10
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsEncDTXBuffer_GSMAMR_16s(const Qol16s* pSrc, const Qol16s* pSrcLsp, Qol16s* pHistIndex,
+                                      Qol16s* pLspHist, Qol16s* pLogEnHist) QOL_NOEXCEPT;
+
+/** The same for the decoder's histories, whose vectors are LSF.
+ *  @param[in]     pSrc        160 samples
+ *  @param[in]     pSrcLsp     10
+ *  @param[in,out] pHistIndex  0 to 7: row written last; start with 0
+ *  @param[in,out] pLspHist    8 rows of 10
+ *  @param[in,out] pLogEnHist  8: the whole logarithm, Q10, not its half
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsDecDTXBuffer_GSMAMR_16s(const Qol16s* pSrc, const Qol16s* pSrcLsp, Qol16s* pHistIndex,
+                                      Qol16s* pLspHist, Qol16s* pLogEnHist) QOL_NOEXCEPT;
+
+/** Comfort-noise parameters of the histories' means; TS 26.092 §5.
+ *  @param[in]     pLspHist       8 rows of 10
+ *  @param[in]     pLogEnHist     8, as qolsEncDTXBuffer_GSMAMR_16s keeps them
+ *  @param[out]    pLogEnIndex    0 to 63
+ *  @param[out]    pLsfIndices    4: prediction vector, then three codebook indices
+ *  @param[in,out] pPrevResidual  10, takes the quantised residual
+ *  @param[out]    pPredErr       4, gain predictor of the rates below 12.2, Q10
+ *  @param[out]    pPredErrMR122  4, that of 12.2
+ *  @param[in]     valSidUpdate   0: nothing is written
+ *  @return qolStsNoErr; qolStsNullPtrErr */
+QolStatus qolsEncDTXSID_GSMAMR_16s(const Qol16s* pLspHist, const Qol16s* pLogEnHist,
+                                   Qol16s* pLogEnIndex, Qol16s* pLsfIndices, Qol16s* pPrevResidual,
+                                   Qol16s* pPredErr, Qol16s* pPredErrMR122,
+                                   Qol16s valSidUpdate) QOL_NOEXCEPT;
+
+/** Formant post-filter, tilt compensation and gain control of a frame; TS 26.090 §6.2.
+ *  @param[in]     pLpc        four filters of 11, Q12
+ *  @param[in]     pSrc        160 samples of the synthesis
+ *  @param[in,out] pPreempMem  memory of the tilt filter; start with 0
+ *  @param[in,out] pPrevGain   gain, Q12; start with 4096
+ *  @param[in,out] pHistory    10, end of the last frame's synthesis; start with 0
+ *  @param[in,out] pSynMem     10, last outputs before the gain; start with 0
+ *  @param[out]    pDst        160; may be pSrc
+ *  @param[in]     valRate     0, 1, 3, 6, 7, 8, 11, 12 or 25
+ *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr, qolStsRangeErr (valRate) */
+QolStatus qolsPostFilter_GSMAMR_16s(const Qol16s* pLpc, const Qol16s* pSrc, Qol16s* pPreempMem,
+                                    Qol16s* pPrevGain, Qol16s* pHistory, Qol16s* pSynMem,
+                                    Qol16s* pDst, Qol32s valRate) QOL_NOEXCEPT;
+
 #ifdef __cplusplus
 }
 #endif

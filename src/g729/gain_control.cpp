@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Adaptive gain control behind the post-filter (ITU-T G.729 §4.2.4, §A.4.2.4; float form of Annex
 // C).
+#include "common/gain_control.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
 #include "g729/post.h"
@@ -58,8 +59,9 @@ void ownCalcGain_G729_16s(Qol16s target, Qol16s* x, Qol16s* pGain) {
     }
 }
 
-/// Doubled energy of a quarter of the signal, saturated.
-Qol32s quarterEnergy(const Qol16s* x) {
+} // namespace
+
+Qol32s quarterEnergy40(const Qol16s* x) {
     alignas(16) Qol16s quarter[kSubframe];
     for (int i = 0; i < kSubframe; i += 8) {
         simd::store(quarter + i, _mm_srai_epi16(simd::load(x + i), 2));
@@ -67,7 +69,6 @@ Qol32s quarterEnergy(const Qol16s* x) {
     return saturate32(2 * g729::dot40Exact(quarter, quarter));
 }
 
-/// A tenth of the square root of in/out, Q12.
 Qol16s ownCalcG0_G729A_16s(Qol32s out, Qol32s in) {
     if (in == 0) {
         return 0;
@@ -80,7 +81,6 @@ Qol16s ownCalcG0_G729A_16s(Qol32s out, Qol32s in) {
     return mult(root, 3276);
 }
 
-/// g = 0.9 g + target, y = x g. The gain is an unsigned word.
 void ownCalcGain_G729A_16s(Qol16s target, Qol16s* x, Qol16s* pGain) {
     alignas(16) Qol16u gains[kSubframe];
     Qol32u g = static_cast<Qol16u>(*pGain);
@@ -101,8 +101,6 @@ void ownCalcGain_G729A_16s(Qol16s target, Qol16s* x, Qol16s* pGain) {
     }
 }
 
-} // namespace
-
 QolStatus qolsGainControl_G729_16s_I(const Qol16s* pSrc, Qol16s* pSrcDst, Qol16s* pGain) noexcept {
     if (anyNull(pSrc, pSrcDst, pGain)) {
         return qolStsNullPtrErr;
@@ -120,12 +118,12 @@ QolStatus qolsGainControl_G729A_16s_I(const Qol16s* pSrc, Qol16s* pSrcDst, Qol16
     if (anyNull(pSrc, pSrcDst, pGain)) {
         return qolStsNullPtrErr;
     }
-    const Qol32s out = quarterEnergy(pSrcDst);
+    const Qol32s out = quarterEnergy40(pSrcDst);
     if (out == 0) {
         *pGain = 0;
         return qolStsNoErr;
     }
-    ownCalcGain_G729A_16s(ownCalcG0_G729A_16s(out, quarterEnergy(pSrc)), pSrcDst, pGain);
+    ownCalcGain_G729A_16s(ownCalcG0_G729A_16s(out, quarterEnergy40(pSrc)), pSrcDst, pGain);
     return qolStsNoErr;
 }
 

@@ -6,6 +6,7 @@
 #include "entry/checks.h"
 #include "entry/entries.h"
 #include "numeric/basop.h"
+#include "tables/gsm_dtx.h"
 #include "tables/gsm_lsf.h"
 
 namespace qolsc {
@@ -117,14 +118,9 @@ void quantizeMatrix(const Qol16s* pSrcLsp, Qol16s* pPrevResidual, Qol16s* pDstQL
     }
 }
 
-void quantizeSplit(const Qol16s* pSrcLsp, Qol16s* pPrevResidual, Qol16s* pDstQLsp, Qol16s* pIndices,
-                   Qol32s rate) {
-    Qol16s prediction[kOrder], residual[kOrder], weight[kOrder], lsf[kOrder];
-    for (int i = 0; i < kOrder; ++i) {
-        prediction[i] = predicted(pPrevResidual, rate, i);
-    }
-    deviation(pSrcLsp, prediction, residual, weight);
-    const SplitBooks books = splitBooksOf(rate);
+// Replaces the residual by the rows of the three codebooks.
+void quantizeResidual(const SplitBooks& books, const Qol16s* weight, Qol16s* residual,
+                      Qol16s* pIndices) {
     const auto quantize = [&](const LsfBook& book, int first, int size) {
         Qol16s r[4] = {}, w[4] = {};
         for (int i = 0; i < size; ++i) {
@@ -140,6 +136,16 @@ void quantizeSplit(const Qol16s* pSrcLsp, Qol16s* pPrevResidual, Qol16s* pDstQLs
     pIndices[0] = quantize(books.first, 0, 3);
     pIndices[1] = quantize(books.second, 3, 3);
     pIndices[2] = quantize(books.third, 6, 4);
+}
+
+void quantizeSplit(const Qol16s* pSrcLsp, Qol16s* pPrevResidual, Qol16s* pDstQLsp, Qol16s* pIndices,
+                   Qol32s rate) {
+    Qol16s prediction[kOrder], residual[kOrder], weight[kOrder], lsf[kOrder];
+    for (int i = 0; i < kOrder; ++i) {
+        prediction[i] = predicted(pPrevResidual, rate, i);
+    }
+    deviation(pSrcLsp, prediction, residual, weight);
+    quantizeResidual(splitBooksOf(rate), weight, residual, pIndices);
     toLsp(residual, prediction, lsf, pDstQLsp);
     for (int i = 0; i < kOrder; ++i) {
         pPrevResidual[i] = residual[i];
@@ -216,6 +222,28 @@ void decodeLsf(const Qol16s* pIndices, Qol16s* pPrevResidual, const Qol16s* pPre
 }
 
 } // namespace
+
+void ownLSPQuantDTX(const Qol16s* pSrcLsp, Qol16s* pPrevResidual, Qol16s* pIndices) {
+    Qol16s lsf[kOrder], weight[kOrder];
+    qolsc::qolsLSPToLSF_Norm_G729_16s(pSrcLsp, lsf);
+    LsfWeight(lsf, weight);
+    Qol32s least = MAX_32;
+    pIndices[0] = 0;
+    for (int row = 0; row < 8; ++row) {
+        Qol16s residual[kOrder];
+        Qol32s d = 0;
+        for (int i = 0; i < kOrder; ++i) {
+            residual[i] = sub(lsf[i], add(tables::TableMeanLsf2[i], tables::past_rq_init[row][i]));
+            d = L_mac(d, residual[i], residual[i]);
+        }
+        if (d < least) {
+            least = d;
+            pIndices[0] = static_cast<Qol16s>(row);
+            copy(residual, pPrevResidual);
+        }
+    }
+    quantizeResidual(splitBooksOf(kRateDtx), weight, pPrevResidual, pIndices + 1);
+}
 
 } // namespace amr
 

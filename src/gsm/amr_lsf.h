@@ -30,6 +30,10 @@ void ReorderLsf(Qol16s* lsf, Qol16s gap, int count);
 /// Weights of the LSF by the distance of their neighbours.
 void LsfWeight(const Qol16s* lsf, Qol16s* weight);
 
+/// Quantises the LSF of a comfort-noise frame: row of past_rq_init that they are predicted from,
+/// then three codebook indices. pPrevResidual takes the quantised residual.
+void ownLSPQuantDTX(const Qol16s* pSrcLsp, Qol16s* pPrevResidual, Qol16s* pIndices);
+
 /// Row of the smallest weighted squared distance, the first of equals. Plain form, then with four
 /// rows a step.
 int nearestRowPlain(const LsfBook& book, const Qol16s* r, const Qol16s* w);
