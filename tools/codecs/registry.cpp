@@ -14,7 +14,7 @@ extern const Codec kG7221_24, kG7221_32, kG7221C_24, kG7221C_32, kG7221C_48;
 // ---- G.723.1 ----
 // ---- G.728 ----
 // ---- G.729 ----
-extern const Codec kG729, kG729_6400, kG729A;
+extern const Codec kG729, kG729_6400, kG729_11800, kG729A;
 // ---- GSM full rate ----
 extern const Codec kGsmFullRate;
 // ---- AMR ----
@@ -33,7 +33,7 @@ const Codec* const kCodecs[] = {
     // ---- G.723.1 ----
     // ---- G.728 ----
     // ---- G.729 ----
-    &kG729, &kG729_6400, &kG729A,
+    &kG729, &kG729_6400, &kG729_11800, &kG729A,
     // ---- GSM full rate ----
     &kGsmFullRate,
     // ---- AMR ----

@@ -41,13 +41,6 @@ void analyseLp(Analysis& a, Grid grid, LpFrame& lp) {
     toLsp(lp.lpc[1].data(), a.oldLsp.data(), lp.lsp.data());
 }
 
-/// LSP half way between two frames.
-Lsp middleLsp(const Lsp& old, const Lsp& next) {
-    Lsp m;
-    qolsInterpolate_G729_16s(old.data(), next.data(), m.data(), kOrder);
-    return m;
-}
-
 int zoneOf(int place) { return place / kZone; }
 
 /// Saturation in a form that compilers turn into vector code.
@@ -67,16 +60,32 @@ Subframe filterPulses(const Subframe& response, int positions, int signs) {
     return y;
 }
 
+bool hasManyPulses(Search search) {
+    return search == Search::tenPulses || search == Search::twelvePulses;
+}
+
 /// What the search of the fixed codebook gives.
 struct FixedPart {
     Subframe code, filtered;
-    Qol16s index[2]; ///< signs, positions
+    Qol16s index[5]; ///< signs, positions; or five words
 };
 
-/// Search of the fixed codebook on the target less the pitch contribution.
-FixedPart searchFixed(SubframeState& s, const Subframe& target, const Subframe& response,
-                      int subframe, Search search) {
-    FixedPart part;
+/// Search of the fixed codebook on the target less the pitch contribution, the adaptive vector
+/// times its gain.
+FixedPart searchFixed(SubframeState& s, const Subframe& target, const PitchPart& p,
+                      const Qol16s* adaptive, Qol16s gain, int subframe, Search search) {
+    const Subframe& response = p.response;
+    FixedPart part{};
+    if (hasManyPulses(search)) {
+        Subframe ltpResidual;
+        for (int i = 0; i < kSubframe; ++i) {
+            ltpResidual[i] = sub(p.residual[i], extract_h(L_shl(L_mult(adaptive[i], gain), 1)));
+        }
+        qolsFixedCodebookSearch_G729E_16s(search == Search::twelvePulses ? 1 : 0, target.data(),
+                                          ltpResidual.data(), response.data(), part.code.data(),
+                                          part.filtered.data(), part.index);
+        return part;
+    }
     Subframe correlation;
     alignas(32) std::array<Qol16s, 616> matrix;
     qolsCrossCorr_NormM_16s(response.data(), target.data(), kSubframe, correlation.data());
@@ -106,19 +115,28 @@ void initAnalysis(Analysis& a) {
     }
 }
 
-void analyseFrame(Analysis& a, const std::int16_t* pcm, Grid grid, LpFrame& lp, Qol16s* lspCodes) {
+Lsp middleLsp(const Lsp& old, const Lsp& next) {
+    Lsp m;
+    qolsInterpolate_G729_16s(old.data(), next.data(), m.data(), kOrder);
+    return m;
+}
+
+void analyseSpectrum(Analysis& a, const std::int16_t* pcm, Grid grid, LpFrame& lp) {
     Qol16s* input = a.speech.data() + kWindow - kFrameSamples;
     std::copy_n(pcm, kFrameSamples, input);
     qolsHighPassFilter_G729_16s_ISfs(input, kFrameSamples, 12, a.highPass.data());
     analyseLp(a, grid, lp);
-
-    Lsp quant;
-    qolsLSPQuant_G729_16s(lp.lsp.data(), a.lsfHistory.data(), quant.data(), lspCodes);
     lp.middle = middleLsp(a.oldLsp, lp.lsp);
     qolsLSPToLPC_G729_16s(lp.middle.data(), lp.lpc[0].data());
+    a.oldLsp = lp.lsp;
+}
+
+void analyseFrame(Analysis& a, const std::int16_t* pcm, Grid grid, LpFrame& lp, Qol16s* lspCodes) {
+    analyseSpectrum(a, pcm, grid, lp);
+    Lsp quant;
+    qolsLSPQuant_G729_16s(lp.lsp.data(), a.lsfHistory.data(), quant.data(), lspCodes);
     qolsLSPToLPC_G729_16s(middleLsp(a.oldQuantLsp, quant).data(), lp.quant[0].data());
     qolsLSPToLPC_G729_16s(quant.data(), lp.quant[1].data());
-    a.oldLsp = lp.lsp;
     a.oldQuantLsp = quant;
 }
 
@@ -169,7 +187,9 @@ void codeSubframe(SubframeState& s, PitchPart& p, int subframe, Search search,
     if (p.lag.integer < kSubframe) {
         sharpen(p.response, p.lag.integer, sharpening);
     }
-    FixedPart fixedPart = searchFixed(s, target2, p.response, subframe, search);
+    Qol16s* exc = s.excitation.data() + kPastExcitation + subframe * kSubframe;
+    FixedPart fixedPart = searchFixed(s, target2, p, exc, gain, subframe, search);
+    std::copy_n(fixedPart.index, 5, codes.words);
     Subframe& code = fixedPart.code;
     const Subframe& filteredCode = fixedPart.filtered;
     codes.sign = fixedPart.index[0];
@@ -184,15 +204,14 @@ void codeSubframe(SubframeState& s, PitchPart& p, int subframe, Search search,
     quantise(p.target.data(), p.filtered.data(), code.data(), filteredCode.data(),
              s.energyHistory.data(), quant, codes.gain, tame ? 1 : 0);
     s.sharpening = std::clamp(quant[0], kMinSharpening_Q14, kMaxSharpening_Q14);
-    Qol16s* exc = s.excitation.data() + kPastExcitation + subframe * kSubframe;
     for (int i = 0; i < kSubframe; ++i) {
         // Q14 and Q13 Q1, rounded; the saturations of the standard's steps come down to the last
         // one.
         exc[i] = clip((exc[i] * quant[0] + code[i] * quant[1] + 0x2000) >> 14);
     }
     updateTaming(s.taming, quant[0], p.lag.integer);
-    for (int i = 0; i < kOrder; ++i) {
-        const int n = kSubframe - kOrder + i;
+    for (int i = hasManyPulses(search) ? 0 : kMemory - kOrder; i < kMemory; ++i) {
+        const int n = kSubframe - kMemory + i;
         const Qol16s pitch = extract_h(L_shl(L_mult(p.filtered[n], quant[0]), 1));
         const Qol16s fixed = extract_h(L_shl(L_mult(filteredCode[n], quant[1]), 2));
         s.weightedMemory[i] = sub(p.target[n], add(pitch, fixed));

@@ -43,7 +43,12 @@ struct LpFrame {
 enum class Grid { main, annexA };
 
 void initAnalysis(Analysis& a);
-/// Takes 80 samples in and analyses the frame that is now complete.
+/// Takes 80 samples in and analyses the frame that is now complete, up to its LSP and unquantised
+/// filters. The LSP of the frame before go to old.
+void analyseSpectrum(Analysis& a, const std::int16_t* pcm, Grid grid, LpFrame& lp);
+/// LSP half way between two frames.
+Lsp middleLsp(const Lsp& old, const Lsp& next);
+/// The same with quantisation.
 void analyseFrame(Analysis& a, const std::int16_t* pcm, Grid grid, LpFrame& lp, Qol16s* lspCodes);
 /// Moves the window on by a frame.
 void advance(Analysis& a);
@@ -56,10 +61,12 @@ struct Taming {
 bool mustTame(const Taming& t, int lag, int fraction);
 void updateTaming(Taming& t, Qol16s gain, int lag);
 
+inline constexpr int kMemory = 30; ///< of filters up to Annex E's order
+
 /// State of the subframe loop.
 struct SubframeState {
     std::array<Qol16s, kPastExcitation + kFrameSamples> excitation{};
-    std::array<Qol16s, kOrder> weightedMemory{}; ///< of the filter that makes the target
+    std::array<Qol16s, kMemory> weightedMemory{}; ///< of the filter that makes the target
     std::array<Qol16s, 4> energyHistory{-14336, -14336, -14336, -14336};
     Qol16s sharpening = 3277; ///< last pitch gain within its limits, Q14
     Qol16s searchTimes = 0;
@@ -72,11 +79,13 @@ struct PitchPart {
     Subframe filtered; ///< adaptive-codebook vector through the weighted synthesis filter
     Subframe response; ///< impulse response of that filter
     Lag lag;
-    Qol16s gain; ///< Q14
+    Qol16s gain;         ///< Q14
+    Subframe residual{}; ///< of the LP filter; of use for ten and twelve pulses only
 };
 
-/// Which fixed-codebook search codeSubframe runs; twoPulses (6.4 kbit/s) has gains of its own too.
-enum class Search { nested, depthFirst, twoPulses };
+/// Which fixed-codebook search codeSubframe runs; twoPulses (6.4 kbit/s) has gains of its own too,
+/// the ten and twelve pulses are those of 11.8 kbit/s.
+enum class Search { nested, depthFirst, twoPulses, tenPulses, twelvePulses };
 
 /// Taming, fixed codebook, gains and excitation of a subframe; the excitation holds the
 /// adaptive-codebook vector on entry. Moves all of the state on.

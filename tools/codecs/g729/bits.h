@@ -21,6 +21,7 @@ struct SubframeCodes {
     Qol16s position; ///< 13 bits
     Qol16s sign;     ///< 4 bits
     Qol16s gain[2];  ///< first stage 3 bits, second stage 4 bits
+    Qol16s words[5]; ///< positions and signs at 11.8 kbit/s
 };
 
 /// Codes of a frame.

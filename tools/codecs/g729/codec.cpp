@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Codec records of the G.729 main body and Annex D. The decoder takes frames of Annex B too.
+// Codec records of the G.729 main body and Annexes D and E. The decoders take frames of Annex B
+// too, that of 11.8 kbit/s those of all rates.
 #include "codecs/g729/bits.h"
 #include "codecs/g729/decoder.h"
 #include "codecs/g729/encoder.h"
+#include "codecs/g729/encoder_e.h"
 #include "codecs/g729/forms.h"
 #include "codecs/streams.h"
 
@@ -29,9 +31,18 @@ constexpr Codec record(const char* name, const char* title, int bits) {
                  .delay = 40};
 }
 
+constexpr Codec recordE() {
+    Codec codec = record("g729-11.8", "ITU-T G.729 Annex E, 11.8 kbit/s", g729::kBits11800);
+    codec.openEncoder = g729e::openEncoder;
+    codec.closeEncoder = g729e::closeEncoder;
+    codec.encode = g729e::encode;
+    return codec;
+}
+
 } // namespace
 
-extern const Codec kG729, kG729_6400;
+extern const Codec kG729, kG729_6400, kG729_11800;
+const Codec kG729_11800 = recordE();
 const Codec kG729 = record("g729", "ITU-T G.729, 8 kbit/s", g729::kFrameBits);
 const Codec kG729_6400 = record("g729-6.4", "ITU-T G.729 Annex D, 6.4 kbit/s", g729::kBits6400);
 

@@ -3,6 +3,7 @@
 #include "codecs/g729/encoder.h"
 
 #include "codecs/g729/analysis.h"
+#include "codecs/g729/weighting.h"
 #include "numeric/basop.h"
 #include "qolsc.h"
 
@@ -13,17 +14,6 @@ namespace qolsc::tools::g729 {
 using namespace basop;
 
 namespace {
-
-/// Bandwidth expansions of the perceptual weighting filter A(z/g1)/A(z/g2), Q15.
-struct Gammas {
-    Qol16s g1, g2;
-};
-
-/// State of their adaptation (3.3).
-struct Adaptation {
-    bool smooth = true;             ///< the spectrum is flat
-    std::array<Qol16s, 2> oldLar{}; ///< log area ratios, Q11
-};
 
 struct Encoder {
     bool lowRate = false; ///< 6.4 kbit/s
@@ -40,56 +30,10 @@ struct Weighting {
     Lpc zeros, poles;
 };
 
-/// Log area ratio of a reflection coefficient by four straight lines, Q11.
-Qol16s logAreaRatio(Qol16s rc) {
-    const Qol16s c = static_cast<Qol16s>(abs_s(rc) >> 4);
-    const auto line = [c](Qol16s slope, Qol32s offset) {
-        return wrap16(L_sub(L_mult(static_cast<Qol16s>(c >> 1), slope), offset) >> 11);
-    };
-    const Qol16s lar = c <= 1299   ? c
-                       : c <= 1815 ? line(4567, 3271557)
-                       : c <= 1944 ? line(11776, 16357786)
-                                   : line(27443, 46808433);
-    return rc < 0 ? negate(lar) : lar;
-}
-
-/// Least distance of neighbouring frequencies of an LSP vector, Q16 of the sampling rate.
-Qol16s leastDistance(const Lsp& lsp) {
-    Lsp lsf;
-    qolsLSPToLSF_Norm_G729_16s(lsp.data(), lsf.data());
-    for (Qol16s& f : lsf) {
-        f = shl(f, 1);
-    }
-    Qol16s least = MAX_16;
-    for (int i = 1; i < kOrder; ++i) {
-        least = std::min(least, sub(lsf[i], lsf[i - 1]));
-    }
-    return least;
-}
-
-/// Gammas of a subframe from its log area ratios and LSP.
-Gammas adapt(Adaptation& a, Qol16s lar0, Qol16s lar1, const Lsp& lsp) {
-    if (a.smooth && lar0 < -3562 && lar1 > 1336) {
-        a.smooth = false;
-    } else if (!a.smooth && (lar0 > -3116 || lar1 < 890)) {
-        a.smooth = true;
-    }
-    if (a.smooth) {
-        return {30802, 19661}; // 0.94, 0.6
-    }
-    const Qol16s g2 = shl(sub(1024, mult(19302, leastDistance(lsp))), 5);
-    return {32113, std::clamp(g2, Qol16s{13107}, Qol16s{22938})}; // 0.98, 0.4 to 0.7
-}
-
 /// Weighting filters of both subframes.
 void weightingFilters(Adaptation& a, const LpFrame& lp, Weighting* w) {
-    const std::array<Qol16s, 2> lar = {logAreaRatio(lp.rc[0]), logAreaRatio(lp.rc[1])};
-    const auto middle = [&a, &lar](int i) {
-        return static_cast<Qol16s>((a.oldLar[i] + lar[i]) >> 1);
-    };
-    const Gammas gammas[2] = {adapt(a, middle(0), middle(1), lp.middle),
-                              adapt(a, lar[0], lar[1], lp.lsp)};
-    a.oldLar = lar;
+    Gammas gammas[2];
+    adapt(a, lp, gammas);
     for (int k = 0; k < 2; ++k) {
         const Qol16s* lpc = lp.lpc[k].data();
         qolsMulPowerC_NR_16s_Sfs(lpc, gammas[k].g1, w[k].zeros.data(), kCoeffs, 15);
@@ -131,7 +75,7 @@ void makeTarget(Encoder& e, const Lpc& quant, const Weighting& w, int subframe, 
                                    e.errorMemory.data());
     qolsResidualFilter_G729_16s(error.data() + kOrder, w.zeros.data(), target.data());
     qolsSynthesisFilter_NR_16s_Sfs(w.poles.data(), target.data(), target.data(), kSubframe, 12,
-                                   e.sub.weightedMemory.data());
+                                   e.sub.weightedMemory.data() + kMemory - kOrder);
 }
 
 /// Local synthesis of the coded subframe.

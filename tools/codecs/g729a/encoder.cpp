@@ -51,7 +51,7 @@ void searchPitch(Encoder& e, const Lpc& weighting, int subframe, int openLag, Pi
     Qol16s* past = e.sub.excitation.data() + subframe * kSubframe;
     qolsSynthesisFilterZeroStateResponse_NR_16s(weighting.data(), p.response.data(), kSubframe, 12);
     qolsSynthesisFilter_NR_16s_Sfs(weighting.data(), past + kPastExcitation, p.target.data(),
-                                   kSubframe, 12, e.sub.weightedMemory.data());
+                                   kSubframe, 12, e.sub.weightedMemory.data() + kMemory - kOrder);
     Qol16s delay[2];
     Subframe vector;
     qolsAdaptiveCodebookSearch_G729A_16s(openLag, p.target.data(), p.response.data(), past, delay,
