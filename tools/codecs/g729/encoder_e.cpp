@@ -102,7 +102,11 @@ bool chooseFilters(EncoderE& e, const LpFrame& lp, const Forward& forward,
     m.energy = logEnergy(e.analysis.speech.data() + kCurrent, kFrameSamples);
     m.backward = predictionGain(e, m.energy, filter, filter, kBackwardOrder);
     m.interpolatedBackward = predictionGain(e, m.energy, pair[0], pair[1], kBackwardOrder);
-    m.forward = predictionGain(e, m.energy, forward.lpc[0], forward.lpc[1], kOrder);
+    Filter unquantised[2]{};
+    for (int k = 0; k < 2; ++k) {
+        std::copy(lp.lpc[k].begin(), lp.lpc[k].end(), unquantised[k].begin());
+    }
+    m.forward = predictionGain(e, m.energy, unquantised[0], unquantised[1], kOrder);
     m.lspChange = squaredChange(lp.lsp, e.lastLsp);
     const bool backward = chooseBackward(e.modes, e.backward, m);
     for (int k = 0; k < 2; ++k) {
@@ -229,6 +233,10 @@ void encodeAt(EncoderE& e, const std::int16_t* pcm, bool highRate, Frame& frame)
     FrameCodes codes{};
     LpFrame lp;
     analyseSpectrum(e.analysis, pcm, Grid::main, lp);
+    if (e.backward.lastBackward) { // no interpolation with what a backward frame left
+        lp.middle = lp.lsp;
+        qolsLSPToLPC_G729_16s(lp.lsp.data(), lp.lpc[0].data());
+    }
     const Forward forward = quantiseForward(e, lp);
     const BackwardFilter filter = analyseBackward(e.backward);
     Filters filters[2];
@@ -238,8 +246,8 @@ void encodeAt(EncoderE& e, const std::int16_t* pcm, bool highRate, Frame& frame)
     } else {
         filters[0].quant = forward.lpc[0];
         filters[1].quant = forward.lpc[1];
-        e.modes.last = false;
-        e.modes.run = 0;
+        e.modes = ModeState{};
+        e.modes.stationarity = 0;
     }
     if (!backward) {
         commitForward(e, forward);

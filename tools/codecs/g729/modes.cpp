@@ -20,7 +20,7 @@ constexpr Qol32s kSteadyLsp = 64424509;
 /// log10(16 + i), Q11.
 constexpr Qol16s kLogTable[17] = {2466, 2520, 2571, 2619, 2665, 2708, 2749, 2789, 2827,
                                   2863, 2898, 2931, 2964, 2995, 3025, 3054, 3083};
-constexpr int kLog2_Q15 = 9864; // log10(2)
+constexpr int kLog2 = 617; // log10(2), Q11
 
 /// Step of the stationarity for a difference of gains: 1, 2, 3, ... dB, then the step beyond.
 int stepOf(int difference, const int (&limits)[5], const int (&steps)[5]) {
@@ -59,10 +59,9 @@ Qol16s logEnergy(const Qol16s* x, int count) {
         energy = L_mac0(energy, x[i], x[i]);
     }
     const int n = norm_l(energy);
-    const Qol32s mantissa = energy << n; // 16 to 32 in the upper five bits
-    const int i = (mantissa >> 26) - 16, rest = mantissa >> 11 & 0x7FFF;
-    const int fraction = kLogTable[i] + ((kLogTable[i + 1] - kLogTable[i]) * rest >> 15);
-    return static_cast<Qol16s>(fraction + ((26 - n) * kLog2_Q15 >> 4));
+    // The five upper bits, rounded, choose the entry; the table isn't interpolated.
+    const int entry = ((energy << n) >> 25) - 32;
+    return static_cast<Qol16s>(kLogTable[(entry + 1) / 2] + (26 - n) * kLog2);
 }
 
 bool chooseBackward(ModeState& s, Backward& b, const ModeMeasures& m) {
