@@ -13,6 +13,7 @@ extern const Codec kG722_64, kG722_56, kG722_48;
 extern const Codec kG7221_24, kG7221_32, kG7221C_24, kG7221C_32, kG7221C_48;
 // ---- G.723.1 ----
 // ---- G.728 ----
+extern const Codec kG728_16, kG728_128, kG728_96;
 // ---- G.729 ----
 extern const Codec kG729, kG729_6400, kG729_11800, kG729A;
 // ---- GSM full rate ----
@@ -32,6 +33,7 @@ const Codec* const kCodecs[] = {
     &kG7221_24, &kG7221_32, &kG7221C_24, &kG7221C_32, &kG7221C_48,
     // ---- G.723.1 ----
     // ---- G.728 ----
+    &kG728_16, &kG728_128, &kG728_96,
     // ---- G.729 ----
     &kG729, &kG729_6400, &kG729_11800, &kG729A,
     // ---- GSM full rate ----
