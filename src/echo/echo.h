@@ -51,12 +51,13 @@ inline Qol32f smoothing(Qol32s frameSize, Qol32s sampleFreq, Qol64f tau) {
     const Qol64f x = -1.0 / (sampleFreq * tau / frameSize);
     return static_cast<Qol32f>(1.0 + x + x * x / 2.0);
 }
-/// The same to the first order in Q14; rate_Q14 is 1/tau.
-constexpr Qol32s smoothing_Q14(Qol32s frameSize, Qol32s sampleFreq, Qol64s rate_Q14) {
-    return wrap32(16384 - frameSize * rate_Q14 / sampleFreq);
+/// The same to the first order in Q14; rate_Q14 is 1/tau. The product has 32 bits and wraps for
+/// frames longer than any in use.
+constexpr Qol32s smoothing_Q14(Qol32s frameSize, Qol32s sampleFreq, Qol32s rate_Q14) {
+    return 16384 - wrapMul32(frameSize, rate_Q14) / sampleFreq;
 }
-constexpr Qol64s kRate15_Q14 = 1097728, kRate9_Q14 = 1818624; // 67 and 111 per second
-constexpr Qol64s kRate50_Q14 = 327680, kRate20_Q14 = 819200, kRate10_Q14 = 1638400;
+constexpr Qol32s kRate15_Q14 = 1097728, kRate9_Q14 = 1818624; // 67 and 111 per second
+constexpr Qol32s kRate50_Q14 = 327680, kRate20_Q14 = 819200, kRate10_Q14 = 1638400;
 
 /// Quotient of a step size; a denominator of 0 comes only from absurd sizes and gives no step.
 constexpr Qol32s quotientOrZero(Qol32s numerator, Qol32s denominator) {
