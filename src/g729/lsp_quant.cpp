@@ -239,12 +239,12 @@ void ownGetWgt(const Qol16s* lsf, Qol16s* w) {
     }
 }
 
-void ownLspPrevExtract(const Qol16s* lsf, const Qol16s (*fg)[kLpOrder], const Qol16s* fgSumInv,
-                       const Qol16s* prevFreq, Qol16s* e) {
+void ownLspPrevExtract(const Qol16s* lsf, const Qol16s (*predictor)[kLpOrder],
+                       const Qol16s* fgSumInv, const Qol16s* prevFreq, Qol16s* e) {
     for (int j = 0; j < kLpOrder; ++j) {
         Qol32s t = lsf[j] * 32768;
         for (int k = 0; k < kHistoryRows; ++k) {
-            t = wrapSub32(t, fg[k][j] * prevFreq[k * kLpOrder + j]);
+            t = wrapSub32(t, predictor[k][j] * prevFreq[k * kLpOrder + j]);
         }
         e[j] = saturate16((Qol64s{t >> 15} * fgSumInv[j]) >> 12);
     }
@@ -260,12 +260,12 @@ void ownLspExpand(Qol16s* b, int gap) {
     }
 }
 
-void predictLsf(const Qol16s* b, const Qol16s (*fg)[kLpOrder], const Qol16s* fgSum,
+void predictLsf(const Qol16s* b, const Qol16s (*predictor)[kLpOrder], const Qol16s* fgSum,
                 const Qol16s* prevFreq, Qol16s* lsf) {
     for (int j = 0; j < kLpOrder; ++j) {
         Qol32s t = fgSum[j] * b[j];
         for (int k = 0; k < kHistoryRows; ++k) {
-            t = wrapAdd32(t, fg[k][j] * prevFreq[k * kLpOrder + j]);
+            t = wrapAdd32(t, predictor[k][j] * prevFreq[k * kLpOrder + j]);
         }
         lsf[j] = wrap16(t >> 15);
     }

@@ -14,14 +14,14 @@ inline constexpr int kHistoryRows = 4;
 void ownGetWgt(const Qol16s* lsf, Qol16s* w);
 
 /// Residual that the predictor leaves of an LSF vector, Q13.
-void ownLspPrevExtract(const Qol16s* lsf, const Qol16s (*fg)[kLpOrder], const Qol16s* fgSumInv,
-                       const Qol16s* prevFreq, Qol16s* e);
+void ownLspPrevExtract(const Qol16s* lsf, const Qol16s (*predictor)[kLpOrder],
+                       const Qol16s* fgSumInv, const Qol16s* prevFreq, Qol16s* e);
 
 /// Moves neighbours that are closer than gap apart, in one pass upward.
 void ownLspExpand(Qol16s* b, int gap);
 
 /// LSF of a residual and the predictor history, Q13.
-void predictLsf(const Qol16s* b, const Qol16s (*fg)[kLpOrder], const Qol16s* fgSum,
+void predictLsf(const Qol16s* b, const Qol16s (*predictor)[kLpOrder], const Qol16s* fgSum,
                 const Qol16s* prevFreq, Qol16s* lsf);
 
 /// Shifts the history by one row and puts the new one in front.
@@ -53,10 +53,10 @@ QolStatus stabiliseLsf(Qol16s* lsf);
 // ---- float forms, in radians ----
 
 void ownGetWgt_32f(const Qol32f* lsf, Qol32f* w);
-void ownLspPrevExtract_32f(const Qol32f* lsf, const Qol32f (*fg)[kLpOrder], const Qol32f* fgSumInv,
-                           const Qol32f* prevFreq, Qol32f* e);
+void ownLspPrevExtract_32f(const Qol32f* lsf, const Qol32f (*predictor)[kLpOrder],
+                           const Qol32f* fgSumInv, const Qol32f* prevFreq, Qol32f* e);
 void LspExpand(Qol32f* b, Qol32f gap);
-void predictLsf_32f(const Qol32f* b, const Qol32f (*fg)[kLpOrder], const Qol32f* fgSum,
+void predictLsf_32f(const Qol32f* b, const Qol32f (*predictor)[kLpOrder], const Qol32f* fgSum,
                     const Qol32f* prevFreq, Qol32f* lsf);
 void stabiliseLsf_32f(Qol32f* lsf);
 

@@ -132,12 +132,12 @@ void ownGetWgt_32f(const Qol32f* lsf, Qol32f* w) {
     w[5] *= 1.2F;
 }
 
-void ownLspPrevExtract_32f(const Qol32f* lsf, const Qol32f (*fg)[kLpOrder], const Qol32f* fgSumInv,
-                           const Qol32f* prevFreq, Qol32f* e) {
+void ownLspPrevExtract_32f(const Qol32f* lsf, const Qol32f (*predictor)[kLpOrder],
+                           const Qol32f* fgSumInv, const Qol32f* prevFreq, Qol32f* e) {
     for (int j = 0; j < kLpOrder; ++j) {
         Qol32f t = lsf[j];
         for (int k = 0; k < kHistoryRows; ++k) {
-            t -= fg[k][j] * prevFreq[k * kLpOrder + j];
+            t -= predictor[k][j] * prevFreq[k * kLpOrder + j];
         }
         e[j] = t * fgSumInv[j];
     }
@@ -153,12 +153,12 @@ void LspExpand(Qol32f* b, Qol32f gap) {
     }
 }
 
-void predictLsf_32f(const Qol32f* b, const Qol32f (*fg)[kLpOrder], const Qol32f* fgSum,
+void predictLsf_32f(const Qol32f* b, const Qol32f (*predictor)[kLpOrder], const Qol32f* fgSum,
                     const Qol32f* prevFreq, Qol32f* lsf) {
     for (int j = 0; j < kLpOrder; ++j) {
         Qol32f t = fgSum[j] * b[j];
         for (int k = 0; k < kHistoryRows; ++k) {
-            t += fg[k][j] * prevFreq[k * kLpOrder + j];
+            t += predictor[k][j] * prevFreq[k * kLpOrder + j];
         }
         lsf[j] = t;
     }
