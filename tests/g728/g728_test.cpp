@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: Apache-2.0
+// G.728: the sequences of Annex G through the codec, kernels against their definitions, the trellis
+// against itself.
+#include "codecs/g728/g728.h"
+#include "g728/search.h"
+#include "g728/trellis.h"
+#include "g728/window.h"
+#include "kit/data.h"
+#include "qolsc.h"
+
+#include <gtest/gtest.h>
+
+using namespace qolsc::test;
+namespace g728 = qolsc::g728;
+namespace codec = qolsc::tools::g728;
+
+namespace {
+
+const std::string kDir = "g728/sequences/";
+
+struct Sequence {
+    const char* input;
+    const char* output;
+    bool postFilter;
+};
+
+TEST(G728Sequences, encoder) {
+    for (const Sequence& s :
+         {Sequence{"in1.bin", "incw1g.bin", false}, Sequence{"in3.bin", "incw3g.bin", false},
+          Sequence{"in5.bin", "incw5g.bin", false}}) {
+        const auto in = readWords(kDir + s.input), out = readWords(kDir + s.output);
+        ASSERT_EQ(in.size(), 5 * out.size());
+        void* encoder = codec::openEncoder(codec::kRate16);
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            ASSERT_EQ(codec::encodeVector(encoder, in.data() + 5 * i), out[i])
+                << s.input << " vector " << i;
+        }
+        codec::closeEncoder(encoder);
+    }
+}
+
+TEST(G728Sequences, decoder) {
+    for (const Sequence& s :
+         {Sequence{"cw1.bin", "outa1g.bin", false}, Sequence{"cw3.bin", "outa3g.bin", false},
+          Sequence{"cw5.bin", "outa5g.bin", false}, Sequence{"cw5.bin", "cw5post.bin", true}}) {
+        const auto in = readWords(kDir + s.input), out = readWords(kDir + s.output);
+        ASSERT_EQ(5 * in.size(), out.size());
+        void* decoder = codec::openDecoder(codec::kRate16, s.postFilter);
+        for (std::size_t i = 0; i < in.size(); ++i) {
+            Qol16s pcm[5];
+            codec::decodeVector(decoder, in[i], pcm);
+            for (std::size_t n = 0; n < 5; ++n) {
+                ASSERT_EQ(pcm[n], out[5 * i + n]) << s.input << " vector " << i << " sample " << n;
+            }
+        }
+        codec::closeDecoder(decoder);
+    }
+}
+
+TEST(G728Search, groupsOfFourEqualTheDefinition) {
+    Random r;
+    for (int round = 0; round < 3000; ++round) {
+        const int amplitude = 1 << uniform(r, 0, 15);
+        auto corr = round % 5 == 0 ? extremes16(r, 5) : noise16(r, 5, std::min(amplitude, 32767));
+        auto energy = round % 7 == 0 ? extremes16(r, 128) : noise16(r, 128);
+        if (round % 3 != 0) {
+            for (Qol16s& e : energy) {
+                e = static_cast<Qol16s>(e & 0x7FFF);
+            }
+        }
+        const auto same = [&](const g728::SearchRate& rate, const g728::SearchResult& fast) {
+            const auto plain = g728::ownCodebookSearchPlain_G728(rate, corr.data(), energy.data());
+            EXPECT_EQ(fast.position, plain.position) << round;
+            EXPECT_EQ(fast.gain, plain.gain) << round;
+        };
+        same(g728::kRate160, g728::ownCodebookSearch_G728_16s_R160(corr.data(), energy.data()));
+        same(g728::kRate128, g728::ownCodebookSearch_G728_16s_R128(corr.data(), energy.data()));
+        same(g728::kRate96, g728::ownCodebookSearch_G728_16s_R96(corr.data(), energy.data()));
+    }
+}
+
+TEST(G728Search, energiesEqualTheDefinition) {
+    Random r;
+    for (int round = 0; round < 300; ++round) {
+        const auto h = round % 4 == 0 ? extremes16(r, 8) : noise16(r, 8);
+        Qol16s fast[128], plain[128];
+        ASSERT_EQ(qolsImpulseResponseEnergy_G728_16s(h.data(), fast), 0);
+        g728::ownImpulseResponseEnergyPlain_G728(h.data(), plain);
+        EXPECT_TRUE(std::equal(fast, fast + 128, plain)) << round;
+    }
+}
+
+struct WindowForm {
+    int order, fresh, rest, block;
+    Qol16s attenuation;
+};
+
+TEST(G728Window, lagsInLanesEqualTheDefinition) {
+    Random r;
+    for (const WindowForm& f : {WindowForm{50, 20, 35, 5, 12288}, WindowForm{50, 20, 35, 0, 8192},
+                                WindowForm{10, 20, 30, 0, 8192}, WindowForm{10, 4, 20, 0, 12288},
+                                WindowForm{1, 1, 1, 0, 12288}, WindowForm{13, 7, 9, 0, 12288}}) {
+        const int length = f.order + f.fresh + f.rest;
+        const auto window = noise16(r, length);
+        std::vector<Qol16s> history(static_cast<std::size_t>(length));
+        std::vector<Qol16s> a(static_cast<std::size_t>(f.order + 2)), b;
+        a.back() = 31;
+        b = a;
+        g728::QolsWinHybridState_G728 fast{}, plain{};
+        fast.order = static_cast<Qol16s>(f.order);
+        fast.frameLen = static_cast<Qol16s>(f.fresh);
+        fast.nonRecLen = static_cast<Qol16s>(f.rest);
+        fast.attShift = f.attenuation == 8192 ? 15 : 14;
+        plain = fast;
+        fast.pBuffer = a.data();
+        plain.pBuffer = b.data();
+        for (int call = 0; call < 60; ++call) {
+            history = call % 9 == 8   ? std::vector<Qol16s>(history.size())
+                      : call % 4 == 0 ? extremes16(r, length)
+                                      : noise16(r, length, 1 + 32766 / (1 << uniform(r, 0, 14)));
+            std::vector<Qol16s> exponents(static_cast<std::size_t>(length / 5));
+            for (Qol16s& e : exponents) {
+                e = static_cast<Qol16s>(uniform(r, -3, 16));
+            }
+            g728::HybridSpan span{history.data(), window.data(), length, 0, nullptr, 0, 0};
+            if (f.block > 0) {
+                span = {history.data(),   window.data(),
+                        length,           *std::min_element(exponents.begin(), exponents.end()),
+                        exponents.data(), f.block,
+                        length / f.block};
+            } else {
+                span.shift = qolsc::blockfloat::normVector(history.data(), length, 15);
+            }
+            std::vector<Qol16s> x(static_cast<std::size_t>(f.order + 1)), y(x);
+            ASSERT_TRUE(g728::ownHybridFast_G728(fast, span, x.data()));
+            g728::ownHybridPlain_G728(plain, span, y.data());
+            EXPECT_EQ(x, y) << f.order << " call " << call;
+            EXPECT_EQ(a, b) << f.order << " call " << call;
+        }
+    }
+}
+
+TEST(G728Trellis, codesGiveBackTheValues) {
+    Random r;
+    for (int round = 0; round < 200; ++round) {
+        const auto target = round % 5 == 0 ? extremes16(r, 5) : noise16(r, 5);
+        const auto taps = noise16(r, 5, 16384);
+        auto memories = noise16(r, 20, 8000);
+        const auto before = memories;
+        Qol32s metrics[4] = {0, 1000000, 1000000, 1000000};
+        Qol8u codes[5];
+        Qol16s values[5];
+        const Qol64s gain = uniform(r, 1, 32767), shift = uniform(r, -3, 15);
+        ASSERT_EQ(qolsCodebookSearchTCQ_G728_16s8u(target.data(), taps.data(), memories.data(),
+                                                   codes, values, metrics, gain, shift),
+                  0);
+        EXPECT_EQ(*std::min_element(metrics, metrics + 4) >= 0, true);
+        // From some state the codes' branches and levels must lead to the values reported.
+        bool matches = false;
+        for (int start = 0; start < 4; ++start) {
+            int state = start;
+            std::vector<Qol16s> memory(before.begin() + 5 * start, before.begin() + 5 * start + 5);
+            bool same = true;
+            for (int i = 0; i < 5; ++i) {
+                Qol64s sum = 0;
+                for (std::size_t k = 0; k < 5; ++k) {
+                    sum += Qol32s{taps[k]} * memory[k];
+                }
+                const int branch = codes[i] >> 4;
+                const int level = 4 * (codes[i] & 15) + g728::trellisSubset(state, branch);
+                const Qol16s value =
+                    qolsc::saturate16(Qol32s{qolsc::blockfloat::roundHigh(4 * sum)} +
+                                      g728::scaledLevel(level, gain, shift));
+                same = same && value == values[i];
+                memory.insert(memory.begin(), value);
+                memory.pop_back();
+                state = g728::trellisNext(state, branch);
+            }
+            matches = matches || same;
+        }
+        EXPECT_TRUE(matches) << round;
+    }
+}
+
+TEST(G728Levinson, boundsAndFailures) {
+    const Qol16s r[3] = {16384, 8000, 100};
+    Qol16s a[2] = {1, 2}, rc = 3, energy = 4, scale = 5;
+    EXPECT_EQ(qolsLevinsonDurbin_G728_16s_Sfs(r, 0, a, &rc, &energy, &scale), qolStsSizeErr);
+    EXPECT_EQ(a[0], 1);
+    EXPECT_EQ(qolsLevinsonDurbin_G728_16s_Sfs(r, 1, a, &rc, &energy, &scale), qolStsNoErr);
+    EXPECT_EQ(scale, 15);
+    EXPECT_EQ(a[1], 2);
+    scale = 16;
+    EXPECT_EQ(qolsLevinsonDurbin_G728_16s_ISfs(r, 1, 2, a, &energy, &scale), qolStsScaleRangeErr);
+    scale = 12;
+    EXPECT_EQ(qolsLevinsonDurbin_G728_16s_ISfs(r, 1, 2, a, &energy, &scale),
+              qolStsLevinsonOrderErr);
+    EXPECT_EQ(scale, 12);
+}
+
+} // namespace
