@@ -23,6 +23,8 @@ using Figures = std::vector<std::vector<std::string>>;
 struct Roundtrip {
     Samples input;
     Samples output; ///< aligned with the input, of its length
+    Samples muted; ///< the same with silence for lost frames in place of concealment; empty without
+                   ///< losses
     std::size_t frames = 0;
     std::size_t codedSamples = 0; ///< what the frames stand for
     std::size_t lost = 0;
@@ -42,6 +44,13 @@ Samples linearOf(const Samples& decoded, Law law) {
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// Takes the codec's delay away and brings the signal to the input's length.
+void align(Samples& decoded, std::size_t delay, std::size_t length) {
+    decoded.erase(decoded.begin(),
+                  decoded.begin() + static_cast<std::ptrdiff_t>(std::min(delay, decoded.size())));
+    decoded.resize(length, 0);
 }
 
 /// `decoded` takes what the decoder gave, in its own law.
@@ -67,10 +76,11 @@ Roundtrip runThrough(const Codec& codec, const CodecSettings& settings, Samples 
     decoded = decodeAll(codec, settings, frames);
     trip.decodeSeconds = secondsSince(start);
     trip.codedSamples = decoded.size();
-
-    decoded.erase(decoded.begin(),
-                  decoded.begin() + static_cast<std::ptrdiff_t>(std::min(delay, decoded.size())));
-    decoded.resize(length, 0);
+    align(decoded, delay, length);
+    if (trip.lost > 0) {
+        trip.muted = decodeAll(codec, encoderSettings, frames, LostFrames::mute);
+        align(trip.muted, delay, length);
+    }
     input.resize(length);
     trip.input = std::move(input);
     trip.output = settings.law == Law::linear ? decoded : linearOf(decoded, settings.law);
@@ -96,6 +106,9 @@ Figures figuresOf(const Codec& codec, const std::string& inputName, const Roundt
     if (trip.lost > 0) {
         figures.push_back(
             {"lost frames", std::to_string(trip.lost) + " of " + std::to_string(trip.frames)});
+        const Quality muted = compare(trip.input, trip.muted, codec.sampleRate);
+        figures.push_back({"muted instead", "segmental SNR " + shown(muted.segmentalSnr, 2) +
+                                                " dB with silence for the lost frames"});
     }
     return figures;
 }
@@ -112,10 +125,15 @@ Page reportOf(const Codec& codec, const Figures& figures, const Roundtrip& trip)
     Page page{std::string(codec.title) + ": round trip", ""};
     addTable(page, {}, figures);
     const int rate = codec.sampleRate;
-    const std::pair<const char*, Samples> signals[] = {
+    std::vector<std::pair<const char*, Samples>> signals = {
         {"Input", trip.input},
         {"Output", trip.output},
         {"Difference (output - input)", difference(trip.input, trip.output)}};
+    std::vector<Series> snr = {{"SNR", segmentSnr(trip.input, trip.output, rate)}};
+    if (trip.lost > 0) {
+        signals.emplace_back("Output with lost frames muted, for comparison", trip.muted);
+        snr.push_back({"lost frames muted", segmentSnr(trip.input, trip.muted, rate)});
+    }
     addHeading(page, "Listen");
     for (const auto& [name, samples] : signals) {
         addPlayer(page, name, samples, rate);
@@ -124,17 +142,13 @@ Page reportOf(const Codec& codec, const Figures& figures, const Roundtrip& trip)
     for (const auto& [name, samples] : signals) {
         addWaveform(page, name, samples, rate);
     }
-    addLinePlot(page, LinePlot{"SNR of each 20 ms (gaps: silent input)",
-                               "s",
-                               "dB",
-                               0.01,
-                               0.02,
-                               {{"SNR", segmentSnr(trip.input, trip.output, rate)}}});
+    addLinePlot(page,
+                LinePlot{"SNR of each 20 ms (gaps: silent input)", "s", "dB", 0.01, 0.02, snr});
     addHeading(page, "Spectrograms");
     for (const auto& [name, samples] : signals) {
         addSpectrogram(page, name, samples, rate);
     }
-    addText(page, "Colours span 80 dB, the same in all three.");
+    addText(page, "Colours span 80 dB, the same in all.");
     return page;
 }
 

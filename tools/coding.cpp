@@ -63,8 +63,17 @@ std::vector<Frame> encodeAll(const Codec& codec, const CodecSettings& settings,
     return frames;
 }
 
+namespace {
+/// Samples that a frame stands for, by its count of bits.
+std::size_t samplesOf(const Codec& codec, const Frame& frame) {
+    const bool whole = codec.frameBits <= 0 || frame.bits <= 0 || frame.bits >= codec.frameBits;
+    return static_cast<std::size_t>(whole ? codec.frameSamples
+                                          : frame.bits * codec.frameSamples / codec.frameBits);
+}
+} // namespace
+
 std::vector<std::int16_t> decodeAll(const Codec& codec, const CodecSettings& settings,
-                                    const std::vector<Frame>& frames) {
+                                    const std::vector<Frame>& frames, LostFrames lost) {
     const Coder decoder(codec.openDecoder(codec, settings), codec.closeDecoder);
     if (!decoder) {
         fail(std::string(codec.name) + ": the decoder doesn't take these settings");
@@ -74,8 +83,12 @@ std::vector<std::int16_t> decodeAll(const Codec& codec, const CodecSettings& set
     std::size_t count = 0;
     Progress progress{"decoding", frames.size()};
     for (std::size_t i = 0; i < frames.size(); ++i) {
-        count += static_cast<std::size_t>(
-            codec.decode(decoder.get(), frames[i], samples.data() + count));
+        if (lost == LostFrames::mute && frames[i].kind == FrameKind::lost) {
+            count += samplesOf(codec, frames[i]); // zeros stand there already
+        } else {
+            count += static_cast<std::size_t>(
+                codec.decode(decoder.get(), frames[i], samples.data() + count));
+        }
         showProgress(progress, i + 1);
     }
     endProgress(progress);

@@ -15,8 +15,12 @@ namespace qolsc::tools {
 /// granule.
 std::vector<Frame> encodeAll(const Codec& codec, const CodecSettings& settings,
                              std::span<const std::int16_t> samples);
+/// What stands for a lost frame: the decoder's concealment, or silence and a decoder that hears
+/// nothing of it.
+enum class LostFrames { conceal, mute };
 std::vector<std::int16_t> decodeAll(const Codec& codec, const CodecSettings& settings,
-                                    const std::vector<Frame>& frames);
+                                    const std::vector<Frame>& frames,
+                                    LostFrames lost = LostFrames::conceal);
 
 std::vector<std::uint8_t> writeStream(const Codec& codec, const StreamForm& form,
                                       const std::vector<Frame>& frames);
