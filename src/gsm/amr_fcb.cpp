@@ -108,7 +108,9 @@ i128 magnitude(i128 x) { return _mm_max_epi16(x, simd::subSat16(simd::zero(), x)
 void takeSigns(Qol16s* dn, Qol16s* sign) {
     for (int i = 0; i < kSubframe; i += 8) {
         const i128 x = simd::load(dn + i);
-        simd::store(sign + i, _mm_sign_epi16(simd::splat16(32767), x));
+        // 32767 for 0 and above, -32767 below.
+        simd::store(sign + i,
+                    _mm_xor_si128(simd::splat16(32767), _mm_slli_epi16(_mm_srai_epi16(x, 15), 1)));
         simd::store(dn + i, magnitude(x));
     }
 }

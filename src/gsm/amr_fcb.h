@@ -12,7 +12,7 @@ inline constexpr int kMaxPulses = 10;
 /// What a search works on, positions 0 to 39 in natural order.
 struct PulseProblem {
     Qol16s dn[kSubframe];   ///< target filtered backward, with the sign taken out
-    Qol16s sign[kSubframe]; ///< 32767, -32767, or 0 where the correlation is 0
+    Qol16s sign[kSubframe]; ///< 32767 or -32767
     Qol16s h2[kSubframe];   ///< impulse response scaled for the matrix
     /// 8 and 10 pulses: place of the largest magnitude by track, and the order of the tracks.
     Qol16s posMax[5];

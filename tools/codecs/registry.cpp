@@ -20,6 +20,7 @@ extern const Codec kG729, kG729_6400, kG729_11800, kG729A;
 // ---- GSM full rate ----
 extern const Codec kGsmFullRate;
 // ---- AMR ----
+extern const Codec kAMR_475, kAMR_515, kAMR_590, kAMR_670, kAMR_740, kAMR_795, kAMR_1020, kAMR_1220;
 // ---- AMR-WB ----
 extern const Codec kAMRWB_660, kAMRWB_885, kAMRWB_1265, kAMRWB_1425, kAMRWB_1585, kAMRWB_1825,
     kAMRWB_1985, kAMRWB_2305, kAMRWB_2385;
@@ -41,6 +42,7 @@ const Codec* const kCodecs[] = {
     // ---- GSM full rate ----
     &kGsmFullRate,
     // ---- AMR ----
+    &kAMR_475, &kAMR_515, &kAMR_590, &kAMR_670, &kAMR_740, &kAMR_795, &kAMR_1020, &kAMR_1220,
     // ---- AMR-WB ----
     &kAMRWB_660, &kAMRWB_885, &kAMRWB_1265, &kAMRWB_1425, &kAMRWB_1585, &kAMRWB_1825, &kAMRWB_1985,
     &kAMRWB_2305, &kAMRWB_2385, nullptr};

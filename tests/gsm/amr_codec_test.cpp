@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: Apache-2.0
+// The assembled AMR codec on the standard's installation sequence, on speech and on synthetic
+// signals, bit for bit; its storage format and its behaviour with damaged frames.
+#include "codecs/amr/encoder.h"
+#include "codecs/amr/streams.h"
+#include "codecs/streams.h"
+#include "kit/data.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+namespace qolsc::test {
+namespace {
+
+using tools::Codec;
+using tools::Frame;
+using tools::StreamForm;
+
+constexpr int kFrame = 160;
+
+const StreamForm& formOf(const Codec& codec, const char* name) {
+    return *tools::findForm(codec, name);
+}
+
+std::vector<std::uint8_t> encodeAll(const Codec& codec, const std::vector<Qol16s>& pcm,
+                                    const tools::CodecSettings& settings) {
+    const StreamForm& file = formOf(codec, "file");
+    std::vector<std::uint8_t> out;
+    file.writeHeader(codec, out);
+    void* encoder = codec.openEncoder(codec, settings);
+    for (std::size_t i = 0; i + kFrame <= pcm.size(); i += kFrame) {
+        Frame frame;
+        codec.encode(encoder, pcm.data() + i, kFrame, frame);
+        file.writeFrame(codec, frame, out);
+    }
+    codec.closeEncoder(encoder);
+    return out;
+}
+
+std::vector<Qol16s> decodeAll(const Codec& codec, std::span<const std::uint8_t> coded,
+                              const char* formName) {
+    const StreamForm& form = formOf(codec, formName);
+    if (form.readHeader != nullptr) {
+        coded = coded.subspan(static_cast<std::size_t>(form.readHeader(codec, coded)));
+    }
+    std::vector<Qol16s> out;
+    void* decoder = codec.openDecoder(codec, {});
+    Frame frame;
+    for (std::ptrdiff_t n; (n = form.readFrame(codec, coded, frame)) != 0;) {
+        if (n < 0) {
+            ADD_FAILURE() << "malformed";
+            break;
+        }
+        coded = coded.subspan(static_cast<std::size_t>(n));
+        out.resize(out.size() + kFrame);
+        codec.decode(decoder, frame, out.data() + out.size() - kFrame);
+    }
+    codec.closeDecoder(decoder);
+    return out;
+}
+
+struct Sequence {
+    const char* codec;
+    const char* input;
+    const char* name;
+    bool dtx;
+};
+
+const Sequence kSequences[] = {
+    {"amr-4.75", "speech_a", "speech_a_rate0", false},
+    {"amr-5.15", "speech_a", "speech_a_rate1", false},
+    {"amr-5.90", "speech_a", "speech_a_rate3", false},
+    {"amr-6.70", "speech_a", "speech_a_rate6", false},
+    {"amr-7.40", "speech_a", "speech_a_rate7", false},
+    {"amr-7.95", "speech_a", "speech_a_rate8", false},
+    {"amr-10.2", "speech_a", "speech_a_rate11", false},
+    {"amr-12.2", "speech_a", "speech_a_rate12", false},
+    {"amr-4.75", "speech_a", "speech_a_rate0_dtx", true},
+    {"amr-7.40", "speech_a", "speech_a_rate7_dtx", true},
+    {"amr-10.2", "speech_a", "speech_a_rate11_dtx", true},
+    {"amr-12.2", "speech_a", "speech_a_rate12_dtx", true},
+    // Full-scale square waves: decoded only. The library's filters wrap in the encoder's analysis
+    // where the standard's saturate.
+    {"amr-4.75", nullptr, "synthetic_a_rate0_dtx", true},
+    {"amr-10.2", nullptr, "synthetic_a_rate11_dtx", true},
+    {"amr-12.2", nullptr, "synthetic_a_rate12_dtx", true},
+};
+
+class AmrSequence : public testing::TestWithParam<Sequence> {};
+
+TEST_P(AmrSequence, IsBitExact) {
+    const Sequence& s = GetParam();
+    const Codec& codec = *tools::findCodec(s.codec);
+    const std::string path = std::string("gsm/sequences/") + s.name;
+    const auto coded = readBytes(path + ".amr");
+    if (s.input != nullptr) {
+        const auto pcm = readWords(std::string("gsm/sequences/") + s.input + ".inp");
+        tools::CodecSettings settings;
+        settings.dtx = s.dtx;
+        EXPECT_EQ(encodeAll(codec, pcm, settings), coded);
+    }
+    EXPECT_EQ(decodeAll(codec, coded, "file"), readWords(path + ".out"));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, AmrSequence, testing::ValuesIn(kSequences),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(AmrCodec, RateMayChangeEveryFrame) {
+    constexpr int kRates[14] = {7, 6, 5, 4, 3, 2, 1, 0, 1, 2, 3, 4, 5, 6};
+    const Codec& codec = *tools::findCodec("amr-12.2");
+    const auto coded = readBytes("gsm/sequences/spch_dos.cod");
+    const auto pcm = readWords("gsm/sequences/spch_dos.inp");
+    const auto encoder = std::make_unique<tools::amr::Encoder>();
+    tools::amr::reset(*encoder, 7, tools::amr::Detector::option1);
+    std::vector<std::uint8_t> out;
+    for (std::size_t n = 0; (n + 1) * kFrame <= pcm.size(); ++n) {
+        encoder->mode = kRates[n % 14];
+        Frame frame;
+        tools::amr::encodeFrame(*encoder, pcm.data() + n * kFrame, frame);
+        tools::amr::kSerialWords.writeFrame(codec, frame, out);
+    }
+    EXPECT_EQ(out, coded);
+    EXPECT_EQ(decodeAll(codec, coded, "serial"), readWords("gsm/sequences/spch_dos.out"));
+}
+
+/// Speech, then faint noise long enough for comfort noise, then speech.
+TEST(AmrCodec, BothDetectorsMakePausesCheap) {
+    const auto speech = readWords("gsm/sequences/speech_a.inp");
+    std::vector<Qol16s> pcm(speech.begin(), speech.begin() + 80 * kFrame);
+    Random r;
+    const auto pause = noise16(r, 200 * kFrame, 40);
+    pcm.insert(pcm.end(), pause.begin(), pause.end());
+    const Codec& codec = *tools::findCodec("amr-7.95");
+    const std::size_t full = encodeAll(codec, pcm, {}).size();
+    for (const char* detector : {"amr1", "amr2"}) {
+        tools::CodecSettings settings;
+        settings.dtx = true;
+        settings.detector = detector;
+        const auto coded = encodeAll(codec, pcm, settings);
+        EXPECT_LT(coded.size(), full * 2 / 3) << detector;
+        EXPECT_EQ(decodeAll(codec, coded, "file").size(), pcm.size());
+    }
+    tools::CodecSettings unknown;
+    unknown.dtx = true;
+    unknown.detector = "amrwb";
+    EXPECT_EQ(codec.openEncoder(codec, unknown), nullptr);
+}
+
+TEST(AmrCodec, LongLossIsMuted) {
+    const auto speech = readWords("gsm/sequences/speech_a.inp");
+    const Codec& codec = *tools::findCodec("amr-12.2");
+    void* encoder = codec.openEncoder(codec, {});
+    void* decoder = codec.openDecoder(codec, {});
+    Qol16s out[kFrame];
+    Frame frame;
+    for (int n = 0; n < 100; ++n) {
+        codec.encode(encoder, speech.data() + n * kFrame, kFrame, frame);
+        codec.decode(decoder, frame, out);
+    }
+    for (int n = 0; n < 30; ++n) {
+        tools::eraseFrame(frame);
+        codec.decode(decoder, frame, out);
+    }
+    EXPECT_LT(*std::max_element(out, out + kFrame), 200);
+    codec.closeEncoder(encoder);
+    codec.closeDecoder(decoder);
+}
+
+TEST(AmrDecoder, AnyFrameIsSafe) {
+    const auto pcm = readWords("gsm/sequences/speech_a.inp");
+    Random r;
+    for (const Codec* codec : tools::allCodecs()) {
+        if (std::string(codec->name).rfind("amr-", 0) != 0) {
+            continue;
+        }
+        void* encoder = codec->openEncoder(*codec, {});
+        void* decoder = codec->openDecoder(*codec, {});
+        for (int n = 0; n < 250; ++n) {
+            Frame frame;
+            codec->encode(encoder, pcm.data() + n * kFrame, kFrame, frame);
+            switch (uniform(r, 0, 4)) {
+            case 0:
+                tools::eraseFrame(frame);
+                break;
+            case 1: // random bits under a random type
+                for (std::uint8_t& octet : frame.payload) {
+                    octet = static_cast<std::uint8_t>(uniform(r, 0, 255));
+                }
+                frame.mode = (frame.mode & 15) | static_cast<int>(uniform(r, 0, 7)) << 4;
+                break;
+            case 2: // shorter than its mode
+                frame.bits = static_cast<int>(uniform(r, 0, frame.bits));
+                break;
+            default:
+                break;
+            }
+            auto out = guarded<Qol16s>(kFrame);
+            ASSERT_EQ(codec->decode(decoder, frame, out.data), kFrame);
+            ASSERT_TRUE(intact(out));
+        }
+        codec->closeEncoder(encoder);
+        codec->closeDecoder(decoder);
+    }
+}
+
+TEST(AmrFile, MalformedOctetsAreRefused) {
+    const Codec& codec = *tools::findCodec("amr-5.90");
+    const StreamForm& file = formOf(codec, "file");
+    Frame frame;
+    const std::vector<std::uint8_t> reserved(64, 10 << 3 | 4), truncated{2 << 3 | 4, 1, 2},
+        wideband{'#', '!', 'A', 'M', 'R', '-', 'W', 'B', '\n'};
+    EXPECT_EQ(file.readFrame(codec, reserved, frame), -1);
+    EXPECT_EQ(file.readFrame(codec, truncated, frame), -1);
+    EXPECT_EQ(file.readHeader(codec, wideband), -1);
+    EXPECT_EQ(file.readFrame(codec, {}, frame), 0);
+}
+
+} // namespace
+} // namespace qolsc::test

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+// AMR decoder: speech, concealment, comfort noise (3GPP TS 26.090 6, TS 26.091, TS 26.092 6).
+#pragma once
+
+#include "codecs/amr/dsp.h"
+#include "codecs/amr/frame.h"
+
+namespace qolsc::tools::amr {
+
+/// Phase dispersion of the code vector.
+struct Dispersion {
+    Qol16s pitchGains[5]; ///< newest first
+    Qol16s level, codeGain, onset;
+};
+
+/// Smoothing of the code gain in steady background noise.
+struct GainSmoothing {
+    Qol16s gains[7]; ///< oldest first
+    Qol16s variable, steady;
+};
+
+/// Gains that stand in for lost ones.
+struct GainConcealment {
+    Qol16s pitchGains[5], codeGains[5];
+    Qol16s pitch, code;         ///< last
+    Qol16s goodPitch, goodCode; ///< of the last good subframe
+};
+
+enum class NoiseState : std::uint8_t { speech, noise, muted };
+
+struct Noise {
+    NoiseState state;
+    Qol16s since, inverse;
+    Qol16s logEnergy, logEnergyOld;
+    Qol16s lsp[kOrder], lspOld[kOrder];
+    Qol16s index;
+    Qol16s lsfs[8 * kOrder], logEnergies[8];
+    Qol16s deviations[8][kOrder];
+    Qol16s adjust, predictionGain;
+    Qol16s hang, elapsed;
+    bool anyData;
+    Qol32u random;
+};
+
+struct Decoder {
+    int mode;
+    // Reset by comfort noise as well.
+    Qol16s excitation[kPastExcitation + kFrame];
+    Qol16s lsfResidual[kOrder], lsfOld[kOrder];
+    Qol16s sharpening;
+    Qol16s lagOld, lag, lagDecoded;
+    Dispersion dispersion;
+    GainSmoothing smoothing;
+    GainConcealment gains;
+
+    Qol16s errorState;
+    bool previousBad;
+    Qol16s lspOld[kOrder];
+    Qol16s synthesis[kOrder];
+    GainPredictor predictor;
+    Qol16s lsfMean[kOrder];
+    Noise noise;
+    Qol16s seed;
+    Qol16s tiltMemory, postGain, postHistory[kOrder], postSynthesis[kOrder];
+    HighPass output;
+};
+
+void reset(Decoder& d);
+void decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm);
+
+// ---- parts of the above, by file ----
+
+void resetAfterNoise(Decoder& d);
+/// Steps the comfort-noise machine.
+struct NoiseStep {
+    NoiseState next;
+    bool sid, valid, added;
+};
+NoiseStep stepNoise(Noise& n, FrameType type);
+/// Synthesis of a comfort-noise frame and its LP sets.
+void makeNoise(Decoder& d, const NoiseStep& step, const Qol16s* parameters, Qol16s* sets,
+               Qol16s* synthesis);
+
+} // namespace qolsc::tools::amr
