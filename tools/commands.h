@@ -16,5 +16,7 @@ Run setUpCodecs(CLI::App& app);
 Run setUpEncode(CLI::App& app);
 Run setUpDecode(CLI::App& app);
 Run setUpRoundtrip(CLI::App& app);
+Run setUpAec(CLI::App& app);
+Run setUpAecScene(CLI::App& app);
 
 } // namespace qolsc::tools

@@ -26,6 +26,8 @@ constexpr Command kCommands[] = {
     {"encode", "Code speech: audio file to coded stream", setUpEncode},
     {"decode", "Decode a coded stream to an audio file", setUpDecode},
     {"roundtrip", "Encode and decode, print the figures of the codec", setUpRoundtrip},
+    {"aec", "Cancel the echo of the far end in the near end", setUpAec},
+    {"aec-scene", "Make a near end with echo, talker and noise from recordings", setUpAecScene},
 };
 
 /// CLI11 explains itself in several lines; the first sentence is the error.

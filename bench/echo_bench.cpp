@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: Apache-2.0
+// The echo canceller beside libspeexdsp's, the tone detector beside libspandsp's, and the sub-band
+// filter against what the processor can do. Items are samples; of the kernels complex products.
+#include "aec/engines.h"
+#include "kit/data.h"
+
+#include "qolsc.h"
+
+#include "vector/simd.h"
+
+#include <benchmark/benchmark.h>
+
+#ifdef QOLSC_HAVE_SPEEXDSP
+#include <speex/speex_echo.h>
+#endif
+#ifdef QOLSC_HAVE_SPANDSP
+extern "C" {
+#include <spandsp.h>
+}
+#endif
+
+#include <cmath>
+#include <vector>
+
+namespace {
+
+using namespace qolsc::test;
+using namespace qolsc::tools;
+
+constexpr int kTailMs = 128, kSeconds = 2;
+
+struct Ends {
+    std::vector<Qol16s> far, near;
+};
+Ends ends(int rate) {
+    Random r;
+    Ends e{noise16(r, rate * kSeconds, 8000), {}};
+    for (std::size_t n = 0; n < e.far.size(); ++n) {
+        e.near.push_back(static_cast<Qol16s>(n < 50 ? 0 : e.far[n - 50] / 2 + uniform(r, -30, 30)));
+    }
+    return e;
+}
+
+void runEngine(benchmark::State& st, AecRunner (*make)(const AecSettings&), int rate, int tailMs) {
+    const Ends e = ends(rate);
+    std::vector<Qol16s> out(e.near.size());
+    const AecRunner runner = make({.rate = rate, .tailMs = tailMs, .suppress = false});
+    const auto size = static_cast<std::size_t>(runner.frameSize);
+    std::size_t samples = 0;
+    for (auto _ : st) {
+        for (std::size_t n = 0; n + size <= e.far.size(); n += size) {
+            runner.run(&e.far[n], &e.near[n], &out[n]);
+            samples += size;
+        }
+    }
+    st.SetItemsProcessed(static_cast<std::int64_t>(samples));
+}
+void subbandFloat(benchmark::State& st) {
+    runEngine(st, makeSubbandFloat, static_cast<int>(st.range(0)), kTailMs);
+}
+BENCHMARK(subbandFloat)->Arg(8000)->Arg(16000);
+void subbandFixed(benchmark::State& st) {
+    runEngine(
+        st, [](const AecSettings& s) { return makeSubbandFixed(s, false); },
+        static_cast<int>(st.range(0)), kTailMs);
+}
+BENCHMARK(subbandFixed)->Arg(8000)->Arg(16000);
+void fullbandFloat(benchmark::State& st) { runEngine(st, makeFullbandFloat, 8000, 32); }
+BENCHMARK(fullbandFloat);
+void fullbandFixed(benchmark::State& st) { runEngine(st, makeFullbandFixed, 8000, 32); }
+BENCHMARK(fullbandFixed);
+
+#ifdef QOLSC_HAVE_SPEEXDSP
+/// Arguments: rate, tail in samples.
+void speex(benchmark::State& st) {
+    const int rate = static_cast<int>(st.range(0)), frame = rate / 100;
+    const Ends e = ends(rate);
+    std::vector<Qol16s> out(e.near.size());
+    SpeexEchoState* s = speex_echo_state_init(frame, static_cast<int>(st.range(1)));
+    int r = rate;
+    speex_echo_ctl(s, SPEEX_ECHO_SET_SAMPLING_RATE, &r);
+    const auto size = static_cast<std::size_t>(frame);
+    std::size_t samples = 0;
+    for (auto _ : st) {
+        for (std::size_t n = 0; n + size <= e.far.size(); n += size) {
+            speex_echo_cancellation(s, &e.near[n], &e.far[n], &out[n]);
+            samples += size;
+        }
+    }
+    speex_echo_state_destroy(s);
+    st.SetItemsProcessed(static_cast<std::int64_t>(samples));
+}
+BENCHMARK(speex)->Args({8000, 1024})->Args({16000, 2048})->Args({8000, 256});
+#endif
+
+std::vector<Qol16s> tone() {
+    std::vector<Qol16s> x(8000);
+    for (std::size_t n = 0; n < x.size(); ++n) {
+        x[n] = static_cast<Qol16s>((n / 3600 % 2 ? -8000 : 8000) *
+                                   std::sin(0.525 * 3.141592653589793 * static_cast<double>(n)));
+    }
+    return x;
+}
+
+void toneFixed(benchmark::State& st) {
+    const std::vector<Qol16s> x = tone();
+    AecMemory memory(72);
+    auto* s = memory.as<QolsToneDetectState_EC_16s>();
+    aecCheck(qolsToneDetectInit_EC_16s(s, 8000));
+    Qol32s result = 0;
+    for (auto _ : st) {
+        qolsToneDetect_EC_16s(x.data(), static_cast<Qol32s>(x.size()), &result, s);
+        benchmark::DoNotOptimize(result);
+    }
+    st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(x.size()));
+}
+BENCHMARK(toneFixed);
+
+void toneFloat(benchmark::State& st) {
+    const std::vector<Qol16s> x = tone();
+    const std::vector<Qol32f> f(x.begin(), x.end());
+    AecMemory memory(80);
+    auto* s = memory.as<QolsToneDetectState_EC_32f>();
+    aecCheck(qolsToneDetectInit_EC_32f(s, 8000));
+    Qol32s result = 0;
+    for (auto _ : st) {
+        qolsToneDetect_EC_32f(f.data(), static_cast<Qol32s>(f.size()), &result, s);
+        benchmark::DoNotOptimize(result);
+    }
+    st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(x.size()));
+}
+BENCHMARK(toneFloat);
+
+#ifdef QOLSC_HAVE_SPANDSP
+void toneSpandsp(benchmark::State& st) {
+    const std::vector<Qol16s> x = tone();
+    modem_connect_tones_rx_state_t* s = modem_connect_tones_rx_init(
+        nullptr, MODEM_CONNECT_TONES_ANS_PR, [](void*, int, int, int) {}, nullptr);
+    for (auto _ : st) {
+        modem_connect_tones_rx(s, x.data(), static_cast<int>(x.size()));
+    }
+    modem_connect_tones_rx_free(s);
+    st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(x.size()));
+}
+BENCHMARK(toneSpandsp);
+#endif
+
+/// Rows in the first-level cache: 8 taps of so many bands.
+struct Rows {
+    std::vector<Qol32fc> memory;
+    std::vector<Qol32fc*> rows;
+};
+Rows rows(int taps, int bands) {
+    Random r;
+    Rows m;
+    for (int i = 0; i < taps * bands; ++i) {
+        m.memory.push_back({static_cast<Qol32f>(uniformReal(r, -1, 1)),
+                            static_cast<Qol32f>(uniformReal(r, -1, 1))});
+    }
+    for (int j = 0; j < taps; ++j) {
+        m.rows.push_back(&m.memory[static_cast<std::size_t>(j * bands)]);
+    }
+    return m;
+}
+
+void filterKernel(benchmark::State& st) {
+    const int taps = 8, bands = static_cast<int>(st.range(0));
+    const Rows x = rows(taps, bands), c = rows(taps, bands);
+    std::vector<Qol32fc> y(static_cast<std::size_t>(bands));
+    for (auto _ : st) {
+        qolsFIRSubband_EC_32fc(const_cast<const Qol32fc**>(x.rows.data()),
+                               const_cast<const Qol32fc**>(c.rows.data()), y.data(), taps, bands);
+        benchmark::DoNotOptimize(y.data());
+    }
+    st.SetItemsProcessed(st.iterations() * taps * bands);
+}
+BENCHMARK(filterKernel)->Arg(17)->Arg(33)->Arg(64);
+
+void updateKernel(benchmark::State& st) {
+    const int taps = 8, bands = static_cast<int>(st.range(0));
+    const Rows x = rows(taps, bands), e = rows(1, bands);
+    Rows c = rows(taps, bands);
+    const std::vector<Qol64f> steps(static_cast<std::size_t>(bands), 1e-6);
+    for (auto _ : st) {
+        qolsFIRSubbandCoeffUpdate_EC_32fc_I(steps.data(),
+                                            const_cast<const Qol32fc**>(x.rows.data()), e.rows[0],
+                                            c.rows.data(), taps, bands);
+        benchmark::DoNotOptimize(c.memory.data());
+    }
+    st.SetItemsProcessed(st.iterations() * taps * bands);
+}
+BENCHMARK(updateKernel)->Arg(17)->Arg(33)->Arg(64);
+
+/// Doubles multiplied and added in registers, four lanes of each a cycle at best: what a kernel
+/// with products in double precision can reach. Items are complex products, eight operations.
+void peakDouble(benchmark::State& st) {
+    __m256d a[6], m = _mm256_set1_pd(0.999999), k = _mm256_set1_pd(1e-9), p[6];
+    for (int v = 0; v < 6; ++v) {
+        a[v] = p[v] = _mm256_set1_pd(v + 1);
+    }
+    for (auto _ : st) {
+        for (int n = 0; n < 1000; ++n) {
+            for (int v = 0; v < 6; ++v) {
+                a[v] = _mm256_add_pd(a[v], k);
+                p[v] = _mm256_mul_pd(p[v], m);
+            }
+        }
+        for (int v = 0; v < 6; ++v) {
+            benchmark::DoNotOptimize(a[v]);
+            benchmark::DoNotOptimize(p[v]);
+        }
+    }
+    st.SetItemsProcessed(st.iterations() * 1000 * 6 * 8 / 8);
+}
+BENCHMARK(peakDouble);
+
+} // namespace
+
+BENCHMARK_MAIN();
