@@ -28,7 +28,7 @@ void _qolsExcitationDelay_G723_16s(const Qol16s* pPrevExc, int lag, Qol16s* z) {
 RowLimits tamingLimits(int baseDelay, bool odd, const Qol32s* errHist, Qol16s sinDet) {
     constexpr RowLimits kTight{51, 93}, kWide{kRowsHigh, kRowsLow};
     constexpr Qol32s kLimit = 0x40000000;
-    // Products by 1092 >> 15 divide by the 30 samples of an error cell.
+    // A delay x of 1 or more falls into the error cell (x - 1) / 30, which is x * 1092 >> 15 here.
     const int last = ((baseDelay + odd + 3) * 1092) >> 15;
     const int first = ((baseDelay < 63 ? 1 : baseDelay - 62) * 1092) >> 15;
     if (first > last) {

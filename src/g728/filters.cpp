@@ -5,6 +5,7 @@
 
 #include "entry/checks.h"
 #include "entry/entries.h"
+#include "vector/simd.h"
 
 namespace qolsc {
 
@@ -61,25 +62,88 @@ Qol64s pastVector(const Qol16s* a, const Qol16s* vector, int b, int n) {
 
 } // namespace
 
-void ownSynthesisFilterZeroInput_G728_16s(const Qol16s* a, const SynthesisMemory& memory,
-                                          BlockVector& response) {
+void ownZeroInputPlain_G728(const Qol16s* a, const SynthesisMemory& memory, Qol64s* past) {
     const int common = *std::min_element(memory.exponent, memory.exponent + kPastVectors);
     for (int n = 0; n < kVector; ++n) {
-        Qol64s t = 0;
-        for (int k = 1; k <= n; ++k) {
-            t -= Qol32s{a[k - 1]} * response.mantissa[n - k];
-        }
+        past[n] = 0;
         for (int b = 1; b <= kPastVectors; ++b) {
             const int back = kPastVectors - b;
             const int down = memory.exponent[back] - common;
             // The reference drops the oldest vector altogether from 30 on.
             if (b < kPastVectors || down < 30) {
-                t += shiftRight(pastVector(a, memory.mantissa + kVector * back, b, n), down);
+                past[n] += shiftRight(pastVector(a, memory.mantissa + kVector * back, b, n), down);
             }
+        }
+    }
+}
+
+bool ownZeroInputLanes_G728(const Qol16s* a, const SynthesisMemory& memory, Qol64s* past) {
+    using namespace simd;
+    // Five products of such mantissas fit in 32 bits.
+    constexpr Qol16s kMost = 13106;
+    Qol16s least = 0, greatest = 0;
+    for (const Qol16s m : memory.mantissa) {
+        least = std::min(least, m);
+        greatest = std::max(greatest, m);
+    }
+    if (least < -kMost || greatest > kMost) {
+        return false;
+    }
+    const int common = *std::min_element(memory.exponent, memory.exponent + kPastVectors);
+    // Coefficient of lag 1 at element 0; lags above 50 don't count.
+    Qol16s lags[kOrder + 16] = {};
+    std::copy_n(a, kOrder, lags);
+    i128 sums[3] = {zero(), zero(), zero()}; // outputs 0 and 1, 2 and 3, 4
+    for (int b = 1; b <= kPastVectors; ++b) {
+        const int back = kPastVectors - b, down = memory.exponent[back] - common;
+        if (b == kPastVectors && down >= 30) {
+            continue;
+        }
+        const Qol16s* m = memory.mantissa + kVector * back;
+        const Qol16s* c = lags + kVector * b - 1; // meets the first sample of the vector
+        const i128 c0 = load(c), c1 = load(c - 1), c2 = load(c - 2), c3 = load(c - 3);
+        const i128 c4 = load(c - 4);
+        const auto pair = [m](int i) {
+            return splat32(static_cast<Qol32s>(static_cast<Qol16u>(m[i]) |
+                                               (Qol32u{static_cast<Qol16u>(m[i + 1])} << 16)));
+        };
+        const i128 m01 = pair(0), m23 = pair(2), m4 = splat32(static_cast<Qol16u>(m[4]));
+        const i128 count = _mm_cvtsi32_si128(std::min(down, 31));
+        const i128 low = add32(add32(maddPairs(_mm_unpacklo_epi16(c0, c1), m01),
+                                     maddPairs(_mm_unpacklo_epi16(c2, c3), m23)),
+                               maddPairs(_mm_unpacklo_epi16(c4, zero()), m4));
+        const i128 high = add32(add32(maddPairs(_mm_unpackhi_epi16(c0, c1), m01),
+                                      maddPairs(_mm_unpackhi_epi16(c2, c3), m23)),
+                                maddPairs(_mm_unpackhi_epi16(c4, zero()), m4));
+        // The response takes them with a minus sign: that comes before the shift.
+        const i128 p = _mm_sra_epi32(sub32(zero(), low), count);
+        const i128 q = _mm_sra_epi32(sub32(zero(), high), count);
+        sums[0] = add64(sums[0], widenLow64(p));
+        sums[1] = add64(sums[1], widenHigh64(p));
+        sums[2] = add64(sums[2], widenLow64(q));
+    }
+    Qol64s lanes[6];
+    for (int i = 0; i < 3; ++i) {
+        store(lanes + 2 * i, sums[i]);
+    }
+    std::copy_n(lanes, kVector, past);
+    return true;
+}
+
+void ownSynthesisFilterZeroInput_G728_16s(const Qol16s* a, const SynthesisMemory& memory,
+                                          BlockVector& response) {
+    Qol64s past[kVector];
+    if (!ownZeroInputLanes_G728(a, memory, past)) {
+        ownZeroInputPlain_G728(a, memory, past);
+    }
+    for (int n = 0; n < kVector; ++n) {
+        Qol64s t = past[n];
+        for (int k = 1; k <= n; ++k) {
+            t -= Qol32s{a[k - 1]} * response.mantissa[n - k];
         }
         response.mantissa[n] = saturate16(t >> 14);
     }
-    response.exponent = static_cast<Qol16s>(common);
+    response.exponent = *std::min_element(memory.exponent, memory.exponent + kPastVectors);
     normalise(response, 15);
 }
 

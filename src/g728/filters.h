@@ -15,6 +15,11 @@ void ownIIR16s_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, int len, PoleZe
 void ownSynthesisFilterZeroInput_G728_16s(const Qol16s* a, const SynthesisMemory& memory,
                                           BlockVector& response);
 
+/// The memory's part in the five outputs, by definition, and with outputs in lanes: false, with
+/// nothing done, when mantissas are too large for 32 bits.
+void ownZeroInputPlain_G728(const Qol16s* a, const SynthesisMemory& memory, Qol64s* past);
+bool ownZeroInputLanes_G728(const Qol16s* a, const SynthesisMemory& memory, Qol64s* past);
+
 /// Takes a finished vector in, the oldest drops out.
 void pushVector(SynthesisMemory& memory, const Qol16s* mantissa, Qol16s exponent);
 

@@ -4,6 +4,7 @@
 #include "entry/checks.h"
 #include "entry/entries.h"
 #include "g728/g728.h"
+#include "vector/simd.h"
 
 namespace qolsc {
 
@@ -55,17 +56,85 @@ bool ownUpdatePredictorCoeffs_G728_16s(Qol16s* a, int i, Qol64s k, int& halvings
     return true;
 }
 
-QolStatus continueRecursion(const Qol16s* r, int start, int end, Qol16s* a, Qol16s* pEnergy,
-                            Qol16s* pScale) {
+/// Coefficients in both directions, so that the update and the sum of products run along both;
+/// zeros behind them. Orders up to 50.
+struct Solution {
+    static constexpr int kMost = 50, kRoom = 64;
+    alignas(16) Qol16s forward[kRoom];
+    Qol16s room[2 * kRoom]; ///< reversed coefficients, growing downwards
+    Qol16s* backward;
+};
+
+void openSolution(Solution& s, const Qol16s* a, int order) {
+    std::fill_n(s.forward, Solution::kRoom, Qol16s{0});
+    std::fill_n(s.room, 2 * Solution::kRoom, Qol16s{0});
+    s.backward = s.room + Solution::kRoom - order;
+    for (int i = 0; i < order; ++i) {
+        s.forward[i] = s.backward[order - 1 - i] = a[i];
+    }
+}
+
+/// Eight coefficients a step: a += k b, b += k a, with the rounding of Q15 products, which is that
+/// of the definition. False, with nothing changed, when a result touches the ends of the word: it
+/// may not have fitted.
+bool updateLanes(Solution& s, int order, Qol16s k) {
+    using namespace simd;
+    constexpr int kVectors = (Solution::kMost + 7) / 8;
+    const i128 factor = splat16(k), high = splat16(32767), low = splat16(-32768);
+    i128 forward[kVectors], backward[kVectors], ends = zero();
+    const int vectors = (order + 7) / 8;
+    for (int v = 0; v < vectors; ++v) {
+        const i128 a = load(s.forward + 8 * v), b = load(s.backward + 8 * v);
+        forward[v] = addSat16(a, _mm_mulhrs_epi16(b, factor));
+        backward[v] = addSat16(b, _mm_mulhrs_epi16(a, factor));
+        ends = _mm_or_si128(ends, _mm_or_si128(_mm_cmpeq_epi16(forward[v], high),
+                                               _mm_cmpeq_epi16(forward[v], low)));
+    }
+    if (_mm_movemask_epi8(ends) != 0) {
+        return false;
+    }
+    for (int v = 0; v < vectors; ++v) {
+        store(s.forward + 8 * v, forward[v]);
+        store(s.backward + 8 * v, backward[v]);
+    }
+    return true;
+}
+
+/// Exact sum of products with r reversed; no element of r is -32768, so that pairs don't wrap.
+Qol64s dotLanes(const Qol16s* a, const Qol16s* r, int n) {
+    using namespace simd;
+    i128 sum = zero();
+    for (int i = 0; i < n; i += 8) {
+        const i128 p = maddPairs(load(a + i), load(r + i));
+        sum = add64(sum, add64(widenLow64(p), widenHigh64(p)));
+    }
+    return sum64(sum);
+}
+
+/// The recursion; Lanes: order at most 50 and no correlation of -32768.
+template <bool Lanes>
+QolStatus recursion(const Qol16s* r, int start, int end, Qol16s* a, Qol16s* pEnergy,
+                    Qol16s* pScale) {
     int halvings = 15 - *pScale;
     if (halvings > kMostHalvings) {
         return failure(end, kLateEnd);
     }
+    Solution s;
+    Qol16s reversed[2 * Solution::kRoom];
+    if constexpr (Lanes) {
+        openSolution(s, a, start);
+        std::fill_n(reversed, 2 * Solution::kRoom, Qol16s{0});
+        std::reverse_copy(r, r + end + 1, reversed);
+    }
     Qol32s alpha = *pEnergy;
     for (int i = start + 1; i <= end; ++i) {
         Qol64s t = 0;
-        for (int j = 1; j < i; ++j) {
-            t += Qol32s{a[j - 1]} * r[i - j];
+        if constexpr (Lanes) {
+            t = dotLanes(s.forward, reversed + end - i + 1, i - 1);
+        } else {
+            for (int j = 1; j < i; ++j) {
+                t += Qol32s{a[j - 1]} * r[i - j];
+            }
         }
         const Qol16s num = roundHigh(r[i] * Qol64s{65536} + t * (2 << halvings));
         const Qol32s magnitude = num < 0 ? -Qol32s{num} : num;
@@ -73,21 +142,46 @@ QolStatus continueRecursion(const Qol16s* r, int start, int end, Qol16s* a, Qol1
             return failure(i, kLateStep);
         }
         const Reflection k = reflect(magnitude, alpha);
-        const Qol64s k2 = 2 * Qol64s{num > 0 ? -k.rounded : k.rounded};
-        const Qol64s energy = alpha * Qol64s{65536} + k2 * num;
+        const auto rounded = static_cast<Qol16s>(num > 0 ? -k.rounded : k.rounded);
+        const Qol64s energy = alpha * Qol64s{65536} + 2 * Qol64s{rounded} * num;
         if (energy <= 0) {
             return failure(i, kLateStep);
         }
         alpha = roundHigh(energy);
-        if (!ownUpdatePredictorCoeffs_G728_16s(a, i, k2, halvings)) {
-            return failure(i, kLateStep);
+        if (!Lanes || !updateLanes(s, i - 1, rounded)) {
+            if constexpr (Lanes) {
+                std::copy_n(s.forward, i - 1, a);
+            }
+            if (!ownUpdatePredictorCoeffs_G728_16s(a, i, 2 * Qol64s{rounded}, halvings)) {
+                return failure(i, kLateStep);
+            }
+            if constexpr (Lanes) {
+                openSolution(s, a, i - 1);
+            }
         }
-        const Qol16s last = roundHigh((Qol64s{k.quotient} << 15) >> halvings);
-        a[i - 1] = num > 0 ? basop::negate(last) : last;
+        Qol16s last = roundHigh((Qol64s{k.quotient} << 15) >> halvings);
+        last = num > 0 ? basop::negate(last) : last;
+        if constexpr (Lanes) {
+            s.forward[i - 1] = last;
+            *--s.backward = last;
+        } else {
+            a[i - 1] = last;
+        }
+    }
+    if constexpr (Lanes) {
+        std::copy_n(s.forward, end, a);
     }
     *pEnergy = static_cast<Qol16s>(alpha);
     *pScale = static_cast<Qol16s>(15 - halvings);
     return qolStsNoErr;
+}
+
+QolStatus continueRecursion(const Qol16s* r, int start, int end, Qol16s* a, Qol16s* pEnergy,
+                            Qol16s* pScale) {
+    const bool lanes = end <= Solution::kMost &&
+                       std::none_of(r, r + end + 1, [](Qol16s x) { return x == -32768; });
+    return lanes ? recursion<true>(r, start, end, a, pEnergy, pScale)
+                 : recursion<false>(r, start, end, a, pEnergy, pScale);
 }
 
 } // namespace

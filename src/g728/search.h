@@ -42,5 +42,6 @@ SearchResult ownCodebookSearch_G728_16s_R96(const Qol16s* corr, const Qol16s* en
 
 /// Energies of all shapes through the impulse response (5, Q13), one product after the other.
 void ownImpulseResponseEnergyPlain_G728(const Qol16s* h, Qol16s* energy);
+void ownImpulseResponseEnergy_G728(const Qol16s* h, Qol16s* energy);
 
 } // namespace qolsc::g728

@@ -42,15 +42,16 @@ void correlate(const Qol64f* w, int first, int count, int lags, Qol64s* sum) {
     }
 }
 
-/// Sample i of the span under the window, brought to the common exponent, 16 bits rounded.
-Qol16s windowed(const HybridSpan& s, int i) {
+/// Left shift of the products of sample i.
+int shiftAt(const HybridSpan& s, int i) {
+    return s.block > 0 ? s.shift + 1 - s.exponents[std::min(i / s.block, s.blocks - 1)] : s.shift;
+}
+
+/// Sample i of the span under the window, brought to the common exponent, 16 bits rounded. A shift
+/// to the left is one of few bits.
+Qol16s windowed(const HybridSpan& s, int i, int up) {
     const Qol32s p = Qol32s{s.samples[i]} * s.window[s.length - 1 - i];
-    int up = s.shift;
-    if (s.block > 0) {
-        const int b = std::min(i / s.block, s.blocks - 1);
-        up = s.shift + 1 - s.exponents[b];
-    }
-    return roundHigh(scaleUp<Qol32s>(p, up));
+    return roundHigh(up >= 0 ? p * (Qol64s{1} << std::min(up, 31)) : p >> std::min(-up, 31));
 }
 
 /// Recursive update and result from the two sums of products, by the exponent of the products.
@@ -94,7 +95,8 @@ void ownHybridPlain_G728(QolsWinHybridState_G728& state, const HybridSpan& span,
     const auto sumAt = [&span](int k, int first, int end) {
         Qol64s sum = 0;
         for (int i = first; i < end; ++i) {
-            sum += Qol32s{windowed(span, i)} * windowed(span, i - k);
+            sum += Qol32s{windowed(span, i, shiftAt(span, i))} *
+                   windowed(span, i - k, shiftAt(span, i - k));
         }
         return sum;
     };
@@ -112,8 +114,13 @@ bool ownHybridFast_G728(QolsWinHybridState_G728& state, const HybridSpan& span, 
     Qol64f w[kFastLags + 16 + kFastSpan];
     Qol64f* const first = w + kFastLags + 16;
     std::fill(w, first, 0.0);
+    int up = span.shift, left = 0;
     for (int i = 0; i < span.length; ++i) {
-        first[i] = windowed(span, i);
+        if (span.block > 0 && --left < 0) {
+            up = shiftAt(span, i);
+            left = span.block - 1;
+        }
+        first[i] = windowed(span, i, up);
     }
     Qol64s tail[kFastLags], rest[kFastLags];
     correlate(first, order, state.frameLen, lags, tail);

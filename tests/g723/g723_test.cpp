@@ -225,8 +225,8 @@ TEST(G723Adaptive, tamingLimitsAtTheBoundsOfTheHistory) {
     constexpr Qol32s kStep = 1 << 23, kMost = 0x40000000;
     for (int lag = 18; lag <= 142; ++lag) {
         for (const bool odd : {false, true}) {
-            // The cells of 30 samples that the filter's taps touch, as the division tells them.
-            const int first = lag < 63 ? 0 : (lag - 62) / 30, last = (lag + odd + 3) / 30;
+            // The cells hold delays 1 to 30, 31 to 60 and so on.
+            const int first = lag < 63 ? 0 : (lag - 63) / 30, last = (lag + odd + 2) / 30;
             for (int cell = 0; cell < 5; ++cell) {
                 Qol32s history[5] = {-5, -5, -5, -5, -5};
                 history[cell] = kMost + 1;

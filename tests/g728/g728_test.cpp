@@ -2,6 +2,7 @@
 // G.728: the sequences of Annex G through the codec, kernels against their definitions, the trellis
 // against itself.
 #include "codecs/g728/g728.h"
+#include "g728/filters.h"
 #include "g728/search.h"
 #include "g728/trellis.h"
 #include "g728/window.h"
@@ -87,6 +88,24 @@ TEST(G728Search, energiesEqualTheDefinition) {
         ASSERT_EQ(qolsImpulseResponseEnergy_G728_16s(h.data(), fast), 0);
         g728::ownImpulseResponseEnergyPlain_G728(h.data(), plain);
         EXPECT_TRUE(std::equal(fast, fast + 128, plain)) << round;
+    }
+}
+
+TEST(G728Filters, zeroInputInLanesEqualsTheDefinition) {
+    Random r;
+    for (int round = 0; round < 2000; ++round) {
+        const auto a = round % 4 == 0 ? extremes16(r, 50) : noise16(r, 50);
+        const auto m = noise16(r, 50, round % 3 == 0 ? 13106 : 1 << uniform(r, 0, 13));
+        g728::SynthesisMemory memory{};
+        std::copy(m.begin(), m.end(), memory.mantissa);
+        for (Qol16s& e : memory.exponent) {
+            e = static_cast<Qol16s>(uniform(r, -2, round % 2 == 0 ? 16 : 40));
+        }
+        Qol64s plain[5], lanes[5];
+        g728::ownZeroInputPlain_G728(a.data(), memory, plain);
+        const bool fits = std::all_of(m.begin(), m.end(), [](Qol16s x) { return x >= -13106; });
+        ASSERT_EQ(g728::ownZeroInputLanes_G728(a.data(), memory, lanes), fits);
+        EXPECT_TRUE(!fits || std::equal(lanes, lanes + 5, plain)) << round;
     }
 }
 

@@ -48,12 +48,15 @@ bool lastLagVanishes(LastLag& lag, const Qol16s* samples, const Qol16s* exponent
         up = normVector(lag.history.data(), length, 15);
     }
     Qol16s w[kMostSamples];
-    for (int i = 0; i < length; ++i) {
-        const auto at = static_cast<std::size_t>(i);
-        const int own =
-            lag.block > 0 ? up + 1 - lag.exponents[at / static_cast<std::size_t>(lag.block)] : up;
-        w[i] = roundHigh(scaleUp<Qol32s>(
-            Qol32s{lag.history[at]} * lag.window[static_cast<std::size_t>(length - 1 - i)], own));
+    int own = up;
+    for (int i = 0, block = 0, left = 0; i < length; ++i, --left) {
+        if (lag.block > 0 && left == 0) {
+            own = up + 1 - lag.exponents[static_cast<std::size_t>(block++)];
+            left = lag.block;
+        }
+        const Qol32s p = Qol32s{lag.history[static_cast<std::size_t>(i)]} *
+                         lag.window[static_cast<std::size_t>(length - 1 - i)];
+        w[i] = roundHigh(own >= 0 ? p * (Qol64s{1} << std::min(own, 31)) : p >> std::min(-own, 31));
     }
     const int products = 2 * up, m = lag.order, start = m + lag.fresh;
     Shifts s = shiftsOf(lag.exponent, products);
