@@ -12,7 +12,7 @@ using namespace basop;
 
 namespace {
 
-constexpr Qol16s kDispersionStrong_ = 9830, kDispersionWeak_ = 14746; // 0.6, 0.9, Q14
+constexpr Qol16s kMostForStrong = 9830, kLeastForNone = 14746; // 0.6, 0.9, Q14
 
 bool isSmoothed(int mode) { return mode <= k67 || mode == k102; }
 
@@ -143,7 +143,7 @@ Qol16s smoothGain(Decoder& d, Qol16s gain, const Qol16s* lsf) {
 int dispersionLevel(Dispersion& p, Qol16s pitch, Qol16s code) {
     std::copy_backward(p.pitchGains, p.pitchGains + 4, p.pitchGains + 5);
     p.pitchGains[0] = pitch;
-    int level = pitch >= kDispersionWeak_ ? 2 : pitch > kDispersionStrong_ ? 1 : 0;
+    int level = pitch >= kLeastForNone ? 2 : pitch > kMostForStrong ? 1 : 0;
     if (code > round_fx(L_shl(L_mult(p.codeGain, 16384), 2))) {
         p.onset = 2;
     } else if (p.onset > 0) {
@@ -151,7 +151,7 @@ int dispersionLevel(Dispersion& p, Qol16s pitch, Qol16s code) {
     }
     if (p.onset == 0) {
         if (std::count_if(p.pitchGains, p.pitchGains + 5,
-                          [](Qol16s g) { return g < kDispersionStrong_; }) > 2) {
+                          [](Qol16s g) { return g < kMostForStrong; }) > 2) {
             level = 0;
         }
         if (level > p.level + 1) {

@@ -22,9 +22,7 @@ struct Analysis {
 };
 
 void levinson(Encoder& e, const Qol32s* r, Qol16s* set) {
-    if (qolsLevinsonDurbin_GSMAMR_32s16s(r, e.filter) != qolStsNoErr) {
-        // e.filter still holds the last one.
-    }
+    qolsLevinsonDurbin_GSMAMR_32s16s(r, e.filter); // an ill-conditioned one leaves the last
     std::copy_n(e.filter, kOrder + 1, set);
 }
 
@@ -239,13 +237,12 @@ void keepLag(Encoder& e, int n, const Qol16s* gainFlags) {
 
 /// The excitation of a lag below the subframe's length depends on the samples before it, which
 /// have changed.
-void rebuild(Encoder& e, int n, const Qol16s* lags, Subframe& s, Qol16s lagBefore, Qol16s index) {
+void rebuild(Encoder& e, int n, Subframe& s, Qol16s lagBefore, Qol16s index) {
     // Decoding the index gives the adaptive vector of the same lag and fraction.
     Qol16s previous = lagBefore, ltp = lagBefore, lag = lagBefore;
     qolsAdaptiveCodebookDecode_GSMAMR_16s(index, &previous, &ltp, e.excitation + n * kSubframe,
                                           &lag, s.adaptive, static_cast<Qol16s>(n), 0, 0, 0,
                                           kRateCode[e.mode]);
-    static_cast<void>(lags);
     filterAdaptive(s);
 }
 
@@ -255,7 +252,7 @@ void codePair(Encoder& e, const Analysis& a, int n, const Qol16s* lags, const Qo
     Subframe s[2];
     TargetMemory unquantised = e.memory;
     const Qol16s sharpening = e.sharpening;
-    const Qol16s lagBefore[2] = {e.lag, 0};
+    const Qol16s lagBefore = e.lag;
     const Qol16s* indices[2];
     prepareTarget(e, a, n, s[0], unquantised);
     indices[0] = parameter;
@@ -275,10 +272,10 @@ void codePair(Encoder& e, const Analysis& a, int n, const Qol16s* lags, const Qo
     *gainIndex = static_cast<Qol16s>(quantise475(e.predictor, first, s[0], s[1]));
     keepGain(e, s[1].pitchGain);
 
-    rebuild(e, n, lags, s[0], lagBefore[0], *indices[0]);
+    rebuild(e, n, s[0], lagBefore, *indices[0]);
     finishSubframe(e, a, n, s[0], e.memory);
     prepareTarget(e, a, n + 1, s[1], e.memory);
-    rebuild(e, n + 1, lags, s[1], lagBetween, *indices[1]);
+    rebuild(e, n + 1, s[1], lagBetween, *indices[1]);
     finishSubframe(e, a, n + 1, s[1], e.memory);
 }
 
