@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+// G.728: the search of 128 shapes against its definition, the encoder against real time.
+#include "codecs/g728/g728.h"
+#include "g728/search.h"
+#include "kit/data.h"
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+using namespace qolsc::test;
+namespace g728 = qolsc::g728;
+namespace codec = qolsc::tools::g728;
+
+template <typename Search>
+void searchShapes(benchmark::State& state, Search search) {
+    Random r;
+    const auto corr = noise16(r, 5, 8000);
+    auto energy = noise16(r, 128);
+    for (Qol16s& e : energy) {
+        e = static_cast<Qol16s>(e & 0x3FFF);
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(search(corr.data(), energy.data()));
+    }
+}
+void searchLanes(benchmark::State& state) {
+    searchShapes(state, g728::ownCodebookSearch_G728_16s_R160);
+}
+void searchPlain(benchmark::State& state) {
+    searchShapes(state, [](const Qol16s* c, const Qol16s* e) {
+        return g728::ownCodebookSearchPlain_G728(g728::kRate160, c, e);
+    });
+}
+BENCHMARK(searchLanes);
+BENCHMARK(searchPlain);
+
+/// Items are samples: items a second over 8000 is the factor of real time.
+void encoder(benchmark::State& state) {
+    const auto pcm = readWords("g728/sequences/in5.bin");
+    void* coder = codec::openEncoder(codec::kRate16);
+    std::size_t at = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(codec::encodeVector(coder, pcm.data() + at));
+        at = at + 10 <= pcm.size() ? at + 5 : 0;
+    }
+    codec::closeEncoder(coder);
+    state.SetItemsProcessed(state.iterations() * codec::kVector);
+}
+BENCHMARK(encoder);
+
+} // namespace
+
+BENCHMARK_MAIN();
