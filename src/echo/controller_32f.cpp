@@ -5,6 +5,7 @@
 #include "echo/echo.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
+#include "vector/simd.h"
 
 #include <cmath>
 
@@ -64,11 +65,17 @@ void coefficientEnergy(Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i, Qo
         pEnergy[k] = 0;
     }
     if (n == kTile) {
+        using namespace simd;
+        f256 lo = zerof(), hi = zerof(); // squares of re, im, re, im ...
         for (Qol32s j = 0; j < numSegments; ++j) {
-            for (Qol32s k = 0; k < kTile; ++k) {
-                pEnergy[k] += power(ppCoefs[j][i + k]);
-            }
+            const f256 a = loadf(&ppCoefs[j][i].re), b = loadf(&ppCoefs[j][i + 4].re);
+            lo = addf(lo, mulf(a, a));
+            hi = addf(hi, mulf(b, b));
         }
+        const f256 sums = _mm256_hadd_ps(lo, hi); // bands 0, 1, 4, 5, 2, 3, 6, 7
+        const __m128 first = _mm256_castps256_ps128(sums), second = _mm256_extractf128_ps(sums, 1);
+        _mm_storeu_ps(pEnergy, _mm_shuffle_ps(first, second, 0x44));
+        _mm_storeu_ps(pEnergy + 4, _mm_shuffle_ps(first, second, 0xEE));
         return;
     }
     for (Qol32s j = 0; j < numSegments; ++j) {

@@ -219,10 +219,26 @@ struct SubbandFixed {
                                                       steps.data(), &doubleTalk, &lowBands, 0,
                                                       dt()));
         update();
-        level = powerOf(near) * 128;
+        const Qol64s nearPower = powerOf(near);
+        level = nearPower * 128;
         aecCheck(qolsSubbandControllerDT_EC_16s(adaptiveErr.data(), fixedErr.data(),
                                                 adaptive.inOut(), fixed.inOut(), &level, &result,
                                                 powerOf(adaptiveErr), 1, 0, 0, dt()));
+        escape(nearPower);
+    }
+
+    /// A change of the echo path looks like double talk, which keeps the coefficients. Talk can't
+    /// make the fixed filter's error larger than the near end for long; a wrong filter does, and
+    /// then controller and filters begin anew.
+    void escape(Qol64s nearPower) {
+        const bool worse = powerOf(fixedErr) > nearPower;
+        worseFor = std::max(0, worse ? worseFor + s.frameSize : worseFor - 2 * s.frameSize);
+        if (worseFor > settings.rate / 5) {
+            aecCheck(qolsSubbandControllerDTReset_EC_16s(dt()));
+            std::fill(adaptive.memory.begin(), adaptive.memory.end(), Qol32sc{});
+            std::fill(fixed.memory.begin(), fixed.memory.end(), Qol32sc{});
+            worseFor = 0;
+        }
     }
 
     AecFrame run(const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
@@ -260,6 +276,7 @@ struct SubbandFixed {
     std::vector<QolStepSize_EC> steps;
     Qol32s doubleTalk = 0;
     Qol64s level = 0;
+    int worseFor = 0; ///< samples
 };
 
 template <typename Engine, typename... Args>

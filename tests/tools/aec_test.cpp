@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+// Whole cancellers on made scenes: what they take away, that they find back after the echo path has
+// changed, and that a modem's tone switches them off.
+#include "aec/canceller.h"
+#include "aec/scene.h"
+#include "kit/data.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace {
+
+using namespace qolsc::tools;
+using Samples = std::vector<std::int16_t>;
+
+/// Noise that swells and fades four times a second.
+Samples farEnd(int rate, int seconds) {
+    qolsc::test::Random r;
+    Samples x = qolsc::test::noise16(r, rate * seconds, 10000);
+    for (std::size_t n = 0; n < x.size(); ++n) {
+        const double t = static_cast<double>(n) / rate;
+        x[n] = static_cast<std::int16_t>(x[n] * (0.55 + 0.45 * std::sin(8 * std::numbers::pi * t)));
+    }
+    return x;
+}
+
+/// Mean over the blocks from `from` to `to` seconds.
+double meanErle(const Samples& near, const Samples& output, int rate, double from, double to) {
+    const auto first = static_cast<std::size_t>(from * rate),
+               count = static_cast<std::size_t>((to - from) * rate);
+    const auto values = erle(std::span(near).subspan(first, count),
+                             std::span(output).subspan(first, count), static_cast<int>(count));
+    return values.at(0);
+}
+
+TEST(Canceller, TakesTheEchoAwayAndFindsBackAfterAChange) {
+    for (const int rate : {8000, 16000}) {
+        const Samples far = farEnd(rate, 12);
+        const Scene scene = makeScene({.rate = rate, .roomMs = 40, .changeAt = 6}, far, {});
+        ASSERT_EQ(scene.near, scene.echo);
+        for (const char* name :
+             {"subband", "subband-fixed", "subband-dt", "fullband", "fullband-fixed"}) {
+            const AecSettings settings{
+                .engine = aecEngineNamed(name), .rate = rate, .tailMs = 64, .suppress = false};
+            const AecResult result = cancelEcho(settings, far, scene.near);
+            EXPECT_GT(meanErle(scene.near, result.output, rate, 4, 6), 20) << name << ' ' << rate;
+            EXPECT_GT(meanErle(scene.near, result.output, rate, 10, 12), 18) << name << ' ' << rate;
+        }
+    }
+}
+
+TEST(Canceller, LeavesTheNearEndAloneWithoutFarEnd) {
+    const Samples near = farEnd(8000, 2), far(near.size());
+    for (const char* name : {"subband", "subband-fixed", "fullband"}) {
+        const AecResult result =
+            cancelEcho({.engine = aecEngineNamed(name), .suppress = false}, far, near);
+        ASSERT_EQ(result.output.size(), near.size());
+        double error = 0, power = 0;
+        for (std::size_t n = 0; n < near.size(); ++n) {
+            error += std::pow(result.output[n] - near[n], 2);
+            power += std::pow(near[n], 2);
+        }
+        // The built-in windows rebuild to 28 dB inside the bands and to 16 dB at worst between
+        // them.
+        EXPECT_LT(error, 0.03 * power) << name;
+    }
+}
+
+TEST(Canceller, IsSwitchedOffByATone) {
+    Samples far(24000), near(24000);
+    for (std::size_t n = 0; n < far.size(); ++n) {
+        const double sign = n / 3600 % 2 ? -1 : 1;
+        far[n] = static_cast<std::int16_t>(sign * 6000 * std::sin(0.525 * std::numbers::pi * n));
+        near[n] = static_cast<std::int16_t>(far[n] / 2);
+    }
+    const AecResult result = cancelEcho({}, far, near);
+    EXPECT_EQ(result.trace.disabled.front(), 0);
+    EXPECT_EQ(result.trace.disabled.back(), 1);
+    EXPECT_TRUE(std::equal(near.end() - 8000, near.end(), result.output.end() - 8000));
+}
+
+TEST(Scene, IsReproducibleAndHasTheLevelAskedFor) {
+    const SceneSettings settings{.echoDb = -12, .noiseDb = -40, .seed = 5};
+    const std::vector<double> h = roomResponse(settings, false);
+    double energy = 0;
+    for (const double v : h) {
+        energy += v * v;
+    }
+    EXPECT_NEAR(10 * std::log10(energy), -12, 1e-9);
+    EXPECT_NE(h, roomResponse(settings, true));
+    const Samples silence(8000);
+    const Scene scene = makeScene(settings, silence, {});
+    EXPECT_EQ(scene.near, makeScene(settings, silence, {}).near);
+    double noise = 0;
+    for (const std::int16_t v : scene.near) {
+        noise += v * v / 8000.0;
+    }
+    EXPECT_NEAR(10 * std::log10(noise / (32768.0 * 32768.0)), -40, 0.5);
+}
+
+} // namespace
