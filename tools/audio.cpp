@@ -225,7 +225,7 @@ Audio readMono(const std::string& path, int rate, const Adaptation& adaptation,
     Audio audio = readAudio(path, raw);
     const std::string name = shownName(path, true);
     const std::string sox = "sox " + (path == "-" ? "IN.wav" : path);
-    if (audio.rate != rate && !adaptation.resample) {
+    if (rate != 0 && audio.rate != rate && !adaptation.resample) {
         const std::string wanted = std::to_string(rate);
         fail(name + ": " + std::to_string(audio.rate) + " Hz, but " + user + " takes " + wanted +
              " Hz; add --resample, or convert it: " + sox + " -r " + wanted +
@@ -239,7 +239,7 @@ Audio readMono(const std::string& path, int rate, const Adaptation& adaptation,
     if (audio.channels > 1) {
         audio = mixed(audio);
     }
-    if (audio.rate != rate) {
+    if (rate != 0 && audio.rate != rate) {
         audio = Audio{rate, 1, resample(audio.samples, audio.rate, rate)};
     }
     return audio;

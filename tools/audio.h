@@ -34,7 +34,7 @@ struct Adaptation {
     bool resample = false; ///< convert the sample rate
 };
 
-/// The same with the demands of a codec or filter: the rate and one channel.
+/// The same with the demands of a codec or filter: the rate (0: any) and one channel.
 Audio readMono(const std::string& path, int rate, const Adaptation& adaptation,
                const RawFormat& raw, const std::string& user);
 

@@ -18,5 +18,7 @@ Run setUpDecode(CLI::App& app);
 Run setUpRoundtrip(CLI::App& app);
 Run setUpAec(CLI::App& app);
 Run setUpAecScene(CLI::App& app);
+Run setUpDenoise(CLI::App& app);
+Run setUpAlc(CLI::App& app);
 
 } // namespace qolsc::tools

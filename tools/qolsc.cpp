@@ -28,6 +28,8 @@ constexpr Command kCommands[] = {
     {"roundtrip", "Encode and decode, print the figures of the codec", setUpRoundtrip},
     {"aec", "Cancel the echo of the far end in the near end", setUpAec},
     {"aec-scene", "Make a near end with echo, talker and noise from recordings", setUpAecScene},
+    {"denoise", "Suppress stationary noise of an audio file", setUpDenoise},
+    {"alc", "Bring speech to a target level", setUpAlc},
 };
 
 /// CLI11 explains itself in several lines; the first sentence is the error.

@@ -247,4 +247,38 @@ TEST_F(Program, reportStandsAlone) {
     }
 }
 
+TEST_F(Program, denoiseTakesAllFourRates) {
+    for (const int rate : {8000, 16000, 22050, 32000}) {
+        writeAudio(at("noisy.wav"), speech, rate);
+        expectSilentSuccess("qolsc denoise noisy.wav off.wav --level 0 --report page.html");
+        EXPECT_EQ(readAudio(at("off.wav")).rate, rate);
+        expectSilentSuccess("qolsc denoise noisy.wav out.wav --level 3 --report page.html");
+        EXPECT_EQ(readAudio(at("out.wav")).samples.size(), speech.size());
+        EXPECT_NE(readAudio(at("out.wav")).samples, speech);
+        EXPECT_NE(text("page.html").find("Power of the noise known"), std::string::npos);
+    }
+    writeAudio(at("odd.wav"), speech, 11025);
+    expectError("qolsc denoise odd.wav none.wav", {"11025", "22050"});
+    expectError("qolsc denoise in.wav none.wav --level 6", {"--level 6", "0 to 5"});
+    expectError("qolsc denoise missing.wav none.wav", {"missing.wav", "No such file"});
+    EXPECT_FALSE(std::filesystem::exists(at("none.wav")));
+}
+
+TEST_F(Program, levelControlKeepsTheClipLevel) {
+    expectSilentSuccess("qolsc alc in.wav out.wav --target 10 --max-gain 20 --clip 12 --report "
+                        "page.html");
+    const std::vector<std::int16_t> out = readAudio(at("out.wav")).samples;
+    EXPECT_EQ(out.size(), speech.size());
+    int most = 0;
+    for (const std::int16_t y : out) {
+        most = std::max(most, std::abs(static_cast<int>(y)));
+    }
+    EXPECT_LE(most, 8231) << "12 dB below full scale";
+    EXPECT_GT(most, 4000);
+    EXPECT_NE(text("page.html").find("Gain of each 20 ms"), std::string::npos);
+    expectError("qolsc alc in.wav none.wav --clip -1", {"--clip", "0 to 96"});
+    writeAudio(at("wide.wav"), speech, 16000);
+    expectError("qolsc alc wide.wav none.wav", {"16000 Hz", "--resample"});
+}
+
 } // namespace
