@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+// Noise filter: modes of taking blocks in, both calling forms, levels, and what it does to noise.
+#include "kit/data.h"
+#include "noise/pscnr.h"
+#include "qolsc.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+
+using namespace qolsc::test;
+
+namespace {
+
+using Floats = std::vector<Qol32f>;
+
+struct Filter {
+    std::vector<Qol64f> memory;
+    QolsFilterNoiseState_EC_32f* state = nullptr;
+};
+
+Filter made(int rate, int level) {
+    Filter f;
+    Qol32s size = 0;
+    EXPECT_EQ(qolsFilterNoiseGetStateSize_EC_32f(rate, &size), 0);
+    f.memory.resize(static_cast<std::size_t>(size + 7) / 8);
+    f.state = reinterpret_cast<QolsFilterNoiseState_EC_32f*>(f.memory.data());
+    EXPECT_EQ(qolsFilterNoiseInit_EC_32f(rate, f.state), 0);
+    EXPECT_EQ(qolsFilterNoiseLevel_EC_32f(level, f.state), 0);
+    return f;
+}
+
+/// Detector and filter over whole blocks.
+Floats filtered(Filter& f, Floats x) {
+    for (std::size_t i = 0; i + 16 <= x.size(); i += 16) {
+        Qol64f power;
+        Qol32f dc;
+        Qol32s taken;
+        EXPECT_EQ(qolsFilterNoiseDetect_EC_32f64f(&x[i], &power, &dc, &taken, f.state), 0);
+        EXPECT_EQ(qolsFilterNoise_EC_32f_I(&x[i], -1, f.state), 0);
+    }
+    return x;
+}
+
+TEST(NoiseFilter, LevelSixIsRefusedAndHeld) {
+    Filter f = made(8000, 3);
+    const Qol32f scale = f.state->gainScale, floor = f.state->floorHigh;
+    EXPECT_EQ(qolsFilterNoiseLevel_EC_32f(6, f.state), qolStsRangeErr);
+    EXPECT_EQ(f.state->level, 6);
+    EXPECT_EQ(f.state->gainScale, scale);
+    EXPECT_EQ(f.state->floorHigh, floor);
+    for (const int mode : {-1, 0, 1}) {
+        EXPECT_EQ(qolsFilterNoiseSetMode_EC_32f(mode, f.state), 0);
+    }
+    EXPECT_EQ(qolsFilterNoiseSetMode_EC_32f(2, f.state), qolStsBadArgErr);
+    EXPECT_EQ(f.state->smoothMode, 1) << "the last one served";
+}
+
+TEST(NoiseFilter, UpdateModeMinusOneTakesNothingIn) {
+    Filter f = made(8000, 2);
+    Random r;
+    Floats x = noisef(r, 160, 300);
+    filtered(f, x);
+    const Qol32s held = f.state->historyCount;
+    const Floats history(f.state->pHistory, f.state->pHistory + held);
+    Floats y = noisef(r, 16, 300);
+    EXPECT_EQ(qolsFilterNoise_EC_32f_I(y.data(), -1, f.state), 0);
+    EXPECT_EQ(f.state->historyCount, held);
+    EXPECT_EQ(Floats(f.state->pHistory, f.state->pHistory + held), history);
+    EXPECT_EQ(qolsFilterNoise_EC_32f_I(y.data(), 0, f.state), 0);
+    EXPECT_EQ(f.state->historyCount, held + 16);
+}
+
+TEST(NoiseFilter, InPlaceIsTheSameButForTheStart) {
+    for (const int mode : {-1, 0, 1}) {
+        for (int level = 0; level <= 5; ++level) {
+            Filter a = made(8000, level), b = made(8000, level);
+            qolsFilterNoiseSetMode_EC_32f(mode, a.state);
+            qolsFilterNoiseSetMode_EC_32f(mode, b.state);
+            Random r;
+            for (int block = 0; block < 300; ++block) {
+                const Floats x = noisef(r, 16, block % 100 < 50 ? 300 : 9000);
+                Floats in = x, out = x;
+                const Qol32s update = block % 40 == 20 ? 1 : 0;
+                ASSERT_EQ(qolsFilterNoise_EC_32f_I(in.data(), update, a.state), 0);
+                ASSERT_EQ(qolsFilterNoise_EC_32f(x.data(), out.data(), update, b.state), 0);
+                ASSERT_EQ(in, out) << "mode " << mode << ", level " << level << ", block " << block;
+            }
+            EXPECT_EQ(a.state->started, 0);
+            EXPECT_EQ(b.state->started, 1);
+        }
+    }
+}
+
+} // namespace
