@@ -72,7 +72,8 @@ TEST(Canceller, IsSwitchedOffByATone) {
     Samples far(24000), near(24000);
     for (std::size_t n = 0; n < far.size(); ++n) {
         const double sign = n / 3600 % 2 ? -1 : 1;
-        far[n] = static_cast<std::int16_t>(sign * 6000 * std::sin(0.525 * std::numbers::pi * n));
+        far[n] = static_cast<std::int16_t>(
+            sign * 6000 * std::sin(0.525 * std::numbers::pi * static_cast<double>(n)));
         near[n] = static_cast<std::int16_t>(far[n] / 2);
     }
     const AecResult result = cancelEcho({}, far, near);
