@@ -50,7 +50,8 @@ public:
         aecCheck(qolsToneDetectInit_EC_16s(near_.as<QolsToneDetectState_EC_16s>(), rate));
     }
     bool step(const std::int16_t* far, const std::int16_t* near, int len) {
-        const bool found = detect(far_, far, len) | detect(near_, near, len);
+        const bool onFar = detect(far_, far, len), onNear = detect(near_, near, len); // both run on
+        const bool found = onFar || onNear;
         quiet_ = isQuiet(far, len) && isQuiet(near, len) ? quiet_ + len : 0;
         off_ = found || (off_ && quiet_ < rate_ * 2 / 5);
         return off_;
