@@ -57,11 +57,9 @@ TEST(G729Pitch, AdaptiveVectorIsTheSaturatingChain) {
 TEST(G729Pitch, LagLimitsOfTheVector) {
     std::vector<Qol16s> exc(194, 5);
     const std::vector<Qol16s> before = exc;
-    for (const Qol16s* delay :
-         {std::begin({Qol16s{145}, Qol16s{0}}), std::begin({Qol16s{17}, Qol16s{0}}),
-          std::begin({Qol16s{50}, Qol16s{2}}), std::begin({Qol16s{50}, Qol16s{-2}})}) {
-        const Qol16s copy[2] = {delay[0], delay[1]};
-        EXPECT_EQ(qolsDecodeAdaptiveVector_G729_16s_I(copy, exc.data()), qolStsOutOfRangeErr);
+    constexpr Qol16s kRefused[4][2] = {{145, 0}, {17, 0}, {50, 2}, {50, -2}};
+    for (const Qol16s(&delay)[2] : kRefused) {
+        EXPECT_EQ(qolsDecodeAdaptiveVector_G729_16s_I(delay, exc.data()), qolStsOutOfRangeErr);
     }
     EXPECT_EQ(exc, before);
     // The float form takes one lag more; beyond its history there are zeros.
