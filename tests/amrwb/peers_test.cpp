@@ -15,7 +15,7 @@ using namespace qolsc;
 using namespace qolsc::test;
 using tools::Codec;
 
-constexpr std::size_t kMagicOctets = 9;
+[[maybe_unused]] constexpr std::size_t kMagicOctets = 9;
 
 #ifdef QOLSC_HAVE_OPENCORE_AMRWB
 /// A storage file through the independent decoder.
