@@ -140,11 +140,10 @@ TEST(G729Encoder, GivesTheSequencesOfAnnexE) {
                  readFrames("annexe_fixed35.bit"));
 }
 
-// The statistics behind the choice of the mode are known by this sequence only. They hold up to
-// frame 749, through three runs of backward frames and two changes of the rate; there the choice
-// falls on a backward frame one frame too early.
+// The statistics behind the choice of the mode are known by this sequence only: five runs of
+// backward frames between changes of the rate.
 TEST(G729Encoder, FollowsTheSequenceOfChangingRates) {
-    expectFrames(encodeInput("g729-11.8", "annexe_switch.xxx", 749,
+    expectFrames(encodeInput("g729-11.8", "annexe_switch.xxx", 886,
                              readWords("g729/sequences/annexe_switch")),
                  readFrames("annexe_switch.bit"));
 }

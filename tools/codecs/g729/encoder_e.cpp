@@ -102,11 +102,9 @@ bool chooseFilters(EncoderE& e, const LpFrame& lp, const Forward& forward,
     m.energy = logEnergy(e.analysis.speech.data() + kCurrent, kFrameSamples);
     m.backward = predictionGain(e, m.energy, filter, filter, kBackwardOrder);
     m.interpolatedBackward = predictionGain(e, m.energy, pair[0], pair[1], kBackwardOrder);
-    Filter unquantised[2]{};
-    for (int k = 0; k < 2; ++k) {
-        std::copy(lp.lpc[k].begin(), lp.lpc[k].end(), unquantised[k].begin());
-    }
-    m.forward = predictionGain(e, m.energy, unquantised[0], unquantised[1], kOrder);
+    Filter unquantised{};
+    std::copy(lp.lpc[1].begin(), lp.lpc[1].end(), unquantised.begin());
+    m.forward = predictionGain(e, m.energy, unquantised, unquantised, kOrder);
     m.lspChange = squaredChange(lp.lsp, e.lastLsp);
     const bool backward = chooseBackward(e.modes, e.backward, m);
     for (int k = 0; k < 2; ++k) {

@@ -11,7 +11,7 @@ struct ModeMeasures {
     Qol16s energy;               ///< of the frame
     Qol16s backward;             ///< prediction gain of the backward filter over the frame
     Qol16s interpolatedBackward; ///< of the two interpolated backward filters
-    Qol16s forward;              ///< of the two forward filters, not quantised
+    Qol16s forward;              ///< of the forward filter of the frame's end, not quantised
     Qol32s lspChange;            ///< doubled squared distance to the last frame's LSP
 };
 
