@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // Levinson-Durbin recursion that goes on from a partial solution (ITU-T G.728 Annex G, blocks 37,
 // 44 and 50).
+#include "g728/levinson.h"
+
 #include "entry/checks.h"
 #include "entry/entries.h"
-#include "g728/g728.h"
 #include "vector/simd.h"
 
 namespace qolsc {
 
-namespace {
+namespace g728 {
 
-using g728::roundHigh;
+namespace {
 
 /// Orders from which a failure counts as an overflow instead of an ill-conditioned start.
 constexpr int kLateStep = 12, kLateEnd = 11;
@@ -21,14 +22,14 @@ QolStatus failure(int order, int late) {
     return order < late ? qolStsLevinsonOrderErr : qolStsOverflow;
 }
 
-/// Quotient of magnitudes in Q16 for num < den, and its reflection coefficient in Q15.
-struct Reflection {
-    Qol32s quotient;
-    Qol16s rounded;
-};
-Reflection reflect(Qol32s num, Qol32s den) {
-    const Qol32s q = num * 65536 / den;
-    return {q, static_cast<Qol16s>(std::min((q + 1) >> 1, 32767))};
+/// Reflection coefficient in Q15 of a quotient of magnitudes below 1 in Q16.
+Qol16s reflection(Qol32s quotient) {
+    return static_cast<Qol16s>(std::min((quotient + 1) >> 1, 32767));
+}
+
+/// The same as the coefficient of the highest order, with the scale of the others.
+Qol16s coefficient(Qol32s quotient, int halvings) {
+    return roundHigh((Qol64s{quotient} << 15) >> halvings);
 }
 
 bool fits32(Qol64s x) { return x == saturate32(x); }
@@ -56,132 +57,181 @@ bool ownUpdatePredictorCoeffs_G728_16s(Qol16s* a, int i, Qol64s k, int& halvings
     return true;
 }
 
-/// Coefficients in both directions, so that the update and the sum of products run along both;
-/// zeros behind them. Orders up to 50.
-struct Solution {
-    static constexpr int kMost = 50, kRoom = 64;
-    alignas(16) Qol16s forward[kRoom];
-    Qol16s room[2 * kRoom]; ///< reversed coefficients, growing downwards
-    Qol16s* backward;
-};
+} // namespace
 
-void openSolution(Solution& s, const Qol16s* a, int order) {
-    std::fill_n(s.forward, Solution::kRoom, Qol16s{0});
-    std::fill_n(s.room, 2 * Solution::kRoom, Qol16s{0});
-    s.backward = s.room + Solution::kRoom - order;
-    for (int i = 0; i < order; ++i) {
-        s.forward[i] = s.backward[order - 1 - i] = a[i];
-    }
-}
-
-/// Eight coefficients a step: a += k b, b += k a, with the rounding of Q15 products, which is that
-/// of the definition. False, with nothing changed, when a result touches the ends of the word: it
-/// may not have fitted.
-bool updateLanes(Solution& s, int order, Qol16s k) {
-    using namespace simd;
-    constexpr int kVectors = (Solution::kMost + 7) / 8;
-    const i128 factor = splat16(k), high = splat16(32767), low = splat16(-32768);
-    i128 forward[kVectors], backward[kVectors], ends = zero();
-    const int vectors = (order + 7) / 8;
-    for (int v = 0; v < vectors; ++v) {
-        const i128 a = load(s.forward + 8 * v), b = load(s.backward + 8 * v);
-        forward[v] = addSat16(a, _mm_mulhrs_epi16(b, factor));
-        backward[v] = addSat16(b, _mm_mulhrs_epi16(a, factor));
-        ends = _mm_or_si128(ends, _mm_or_si128(_mm_cmpeq_epi16(forward[v], high),
-                                               _mm_cmpeq_epi16(forward[v], low)));
-    }
-    if (_mm_movemask_epi8(ends) != 0) {
-        return false;
-    }
-    for (int v = 0; v < vectors; ++v) {
-        store(s.forward + 8 * v, forward[v]);
-        store(s.backward + 8 * v, backward[v]);
-    }
-    return true;
-}
-
-/// Exact sum of products with r reversed; no element of r is -32768, so that pairs don't wrap.
-Qol64s dotLanes(const Qol16s* a, const Qol16s* r, int n) {
-    using namespace simd;
-    i128 sum = zero();
-    for (int i = 0; i < n; i += 8) {
-        const i128 p = maddPairs(load(a + i), load(r + i));
-        sum = add64(sum, add64(widenLow64(p), widenHigh64(p)));
-    }
-    return sum64(sum);
-}
-
-/// The recursion; Lanes: order at most 50 and no correlation of -32768.
-template <bool Lanes>
-QolStatus recursion(const Qol16s* r, int start, int end, Qol16s* a, Qol16s* pEnergy,
-                    Qol16s* pScale) {
+QolStatus ownLevinsonPlain_G728(const Qol16s* r, int start, int end, Qol16s* a, Qol16s* pEnergy,
+                                Qol16s* pScale) {
     int halvings = 15 - *pScale;
     if (halvings > kMostHalvings) {
         return failure(end, kLateEnd);
     }
-    Solution s;
-    Qol16s reversed[2 * Solution::kRoom];
-    if constexpr (Lanes) {
-        openSolution(s, a, start);
-        std::fill_n(reversed, 2 * Solution::kRoom, Qol16s{0});
-        std::reverse_copy(r, r + end + 1, reversed);
-    }
     Qol32s alpha = *pEnergy;
     for (int i = start + 1; i <= end; ++i) {
         Qol64s t = 0;
-        if constexpr (Lanes) {
-            t = dotLanes(s.forward, reversed + end - i + 1, i - 1);
-        } else {
-            for (int j = 1; j < i; ++j) {
-                t += Qol32s{a[j - 1]} * r[i - j];
-            }
+        for (int j = 1; j < i; ++j) {
+            t += Qol32s{a[j - 1]} * r[i - j];
         }
         const Qol16s num = roundHigh(r[i] * Qol64s{65536} + t * (2 << halvings));
         const Qol32s magnitude = num < 0 ? -Qol32s{num} : num;
         if (magnitude >= alpha) {
             return failure(i, kLateStep);
         }
-        const Reflection k = reflect(magnitude, alpha);
-        const auto rounded = static_cast<Qol16s>(num > 0 ? -k.rounded : k.rounded);
-        const Qol64s energy = alpha * Qol64s{65536} + 2 * Qol64s{rounded} * num;
-        if (energy <= 0) {
+        const Qol32s quotient = magnitude * 65536 / alpha;
+        const auto k = static_cast<Qol16s>(num > 0 ? -reflection(quotient) : reflection(quotient));
+        const Qol64s energy = alpha * Qol64s{65536} + 2 * Qol64s{k} * num;
+        if (energy <= 0 || !ownUpdatePredictorCoeffs_G728_16s(a, i, 2 * Qol64s{k}, halvings)) {
             return failure(i, kLateStep);
         }
         alpha = roundHigh(energy);
-        if (!Lanes || !updateLanes(s, i - 1, rounded)) {
-            if constexpr (Lanes) {
-                std::copy_n(s.forward, i - 1, a);
-            }
-            if (!ownUpdatePredictorCoeffs_G728_16s(a, i, 2 * Qol64s{rounded}, halvings)) {
-                return failure(i, kLateStep);
-            }
-            if constexpr (Lanes) {
-                openSolution(s, a, i - 1);
-            }
-        }
-        Qol16s last = roundHigh((Qol64s{k.quotient} << 15) >> halvings);
-        last = num > 0 ? basop::negate(last) : last;
-        if constexpr (Lanes) {
-            s.forward[i - 1] = last;
-            *--s.backward = last;
-        } else {
-            a[i - 1] = last;
-        }
-    }
-    if constexpr (Lanes) {
-        std::copy_n(s.forward, end, a);
+        const Qol16s last = coefficient(quotient, halvings);
+        a[i - 1] = static_cast<Qol16s>(num > 0 ? -last : last);
     }
     *pEnergy = static_cast<Qol16s>(alpha);
     *pScale = static_cast<Qol16s>(15 - halvings);
     return qolStsNoErr;
 }
 
+namespace {
+
+/// Coefficients in both directions, so that the update runs along both, with zeros behind them.
+struct Solution {
+    static constexpr int kVectors = (kMostLanesOrder + 7) / 8;
+    alignas(16) Qol16s forward[8 * kVectors];
+    alignas(16) Qol16s backward[8 * kVectors];
+};
+
+/// The sum of products of the backward coefficients with the correlation from lag 1 on, exact: the
+/// low halves of the sums of pairs wrap, their upper bits in units of 32 tell how often.
+struct PairSum {
+    simd::i128 low = simd::zero(), high = simd::zero();
+};
+void addPairs(PairSum& s, simd::i128 pairs) {
+    s.low = simd::add32(s.low, pairs);
+    s.high = simd::add32(s.high, _mm_srai_epi32(pairs, 5));
+}
+Qol64s total(const PairSum& s) {
+    const simd::i128 two =
+        simd::add32(_mm_unpacklo_epi32(s.low, s.high), _mm_unpackhi_epi32(s.low, s.high));
+    const Qol64s both = _mm_cvtsi128_si64(simd::add32(two, _mm_unpackhi_epi64(two, two)));
+    const Qol64s about = (both >> 32) * 32;
+    return about + static_cast<Qol32u>(static_cast<Qol32u>(both) - static_cast<Qol32u>(about));
+}
+
+/// -1 at element 0 to 7 of the eight words from kElement + 7 - element on.
+constexpr Qol16s kElement[15] = {0, 0, 0, 0, 0, 0, 0, -1};
+
+/// Eight coefficients a step from one order to the next: a += k b, b += k a, with the rounding of
+/// Q15 products, which is that of the definition; then b moves up by one, and `last` enters both.
+/// False when a result touches the ends of the word: it may not have fitted. `sum` is the one of
+/// the next step.
+bool updateLanes(const Solution& s, Solution& next, int order, Qol16s k, Qol16s last,
+                 const Qol16s* r, Qol64s& sum) {
+    using namespace simd;
+    const i128 factor = splat16(k), newest = splat16(last);
+    i128 greatest = zero(), least = zero(), below = newest;
+    PairSum pairs;
+    const int top = order / 8;
+    for (int v = 0; v <= top; ++v) {
+        const i128 a = load(s.forward + 8 * v), b = load(s.backward + 8 * v);
+        i128 forward = addSat16(a, _mm_mulhrs_epi16(b, factor));
+        const i128 backward = addSat16(b, _mm_mulhrs_epi16(a, factor));
+        greatest = _mm_max_epi16(greatest, forward);
+        least = _mm_min_epi16(least, forward);
+        const i128 moved = _mm_alignr_epi8(backward, below, 14);
+        below = backward;
+        addPairs(pairs, maddPairs(moved, load(r + 8 * v)));
+        if (v == top) {
+            forward = _mm_or_si128(forward, _mm_and_si128(newest, load(kElement + 7 - order % 8)));
+        }
+        store(next.forward + 8 * v, forward);
+        store(next.backward + 8 * v, moved);
+    }
+    sum = total(pairs);
+    return _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(greatest, splat16(32767)),
+                                          _mm_cmpeq_epi16(least, splat16(-32768)))) == 0;
+}
+
+Qol64s openSolution(Solution& s, const Qol16s* a, int order, const Qol16s* r) {
+    std::copy_n(a, order, s.forward);
+    std::reverse_copy(a, a + order, s.backward);
+    PairSum pairs;
+    for (int i = 0; i < order; i += 8) {
+        addPairs(pairs, simd::maddPairs(simd::load(s.backward + i), simd::load(r + i)));
+    }
+    return total(pairs);
+}
+
+/// A quotient below 1 in Q16 is a product with this, shifted by 30: exact for a dividend below
+/// 2^31 and a divisor below 2^15, and ready before the dividend.
+Qol64s reciprocal(Qol32s x) { return (Qol64s{1} << 46) / std::max(x, 1) + 1; }
+
+} // namespace
+
+QolStatus ownLevinsonLanes_G728(const Qol16s* r, int start, int end, Qol16s* a, Qol16s* pEnergy,
+                                Qol16s* pScale) {
+    int halvings = 15 - *pScale;
+    if (halvings > kMostHalvings) {
+        return failure(end, kLateEnd);
+    }
+    Solution solutions[2] = {}, *current = solutions, *other = solutions + 1;
+    alignas(16) Qol16s lags[8 * Solution::kVectors] = {};
+    std::copy_n(r + 1, end, lags);
+    Qol64s t = openSolution(*current, a, start, lags);
+    Qol32s alpha = *pEnergy;
+    QolStatus status = qolStsNoErr;
+    int i = start + 1;
+    for (; i <= end; ++i) {
+        // Saturating to 16 bits would change nothing: alpha is below 2^15.
+        const Qol64s num = (r[i] * Qol64s{65536} + t * (2 << halvings) + 32768) >> 16;
+        const Qol64s magnitude = num < 0 ? -num : num;
+        if (magnitude >= alpha) {
+            status = failure(i, kLateStep);
+            break;
+        }
+        const auto quotient = static_cast<Qol32s>((magnitude * reciprocal(alpha)) >> 30);
+        const Qol16s positive = reflection(quotient), top = coefficient(quotient, halvings);
+        const auto k = static_cast<Qol16s>(num > 0 ? -positive : positive);
+        const auto last = static_cast<Qol16s>(num > 0 ? -top : top);
+        const Qol64s energy = alpha * Qol64s{65536} + 2 * k * num;
+        if (energy <= 0) {
+            status = failure(i, kLateStep);
+            break;
+        }
+        alpha = static_cast<Qol32s>((energy + 32768) >> 16);
+        if (updateLanes(*current, *other, i - 1, k, last, lags, t)) {
+            std::swap(current, other);
+            continue;
+        }
+        if (!ownUpdatePredictorCoeffs_G728_16s(current->forward, i, 2 * Qol64s{k}, halvings)) {
+            status = failure(i, kLateStep);
+            break;
+        }
+        const Qol16s scaled = coefficient(quotient, halvings);
+        current->forward[i - 1] = static_cast<Qol16s>(num > 0 ? -scaled : scaled);
+        std::copy_n(current->forward, i, a);
+        t = openSolution(*current, a, i, lags);
+    }
+    std::copy_n(current->forward, i - 1, a);
+    if (status == qolStsNoErr) {
+        *pEnergy = static_cast<Qol16s>(alpha);
+        *pScale = static_cast<Qol16s>(15 - halvings);
+    }
+    return status;
+}
+
+} // namespace g728
+
+namespace {
+
 QolStatus continueRecursion(const Qol16s* r, int start, int end, Qol16s* a, Qol16s* pEnergy,
                             Qol16s* pScale) {
-    const bool lanes = end <= Solution::kMost &&
-                       std::none_of(r, r + end + 1, [](Qol16s x) { return x == -32768; });
-    return lanes ? recursion<true>(r, start, end, a, pEnergy, pScale)
-                 : recursion<false>(r, start, end, a, pEnergy, pScale);
+    Qol16s least = 0;
+    for (int i = 0; i <= end; ++i) {
+        least = std::min(least, r[i]);
+    }
+    const bool lanes = end <= g728::kMostLanesOrder && least > -32768;
+    return (lanes ? g728::ownLevinsonLanes_G728 : g728::ownLevinsonPlain_G728)(r, start, end, a,
+                                                                               pEnergy, pScale);
 }
 
 } // namespace
@@ -197,9 +247,9 @@ QolStatus qolsLevinsonDurbin_G728_16s_Sfs(const Qol16s* pSrcAutoCorr, int valOrd
     }
     const Qol32s r0 = pSrcAutoCorr[0], r1 = pSrcAutoCorr[1];
     const Qol32s magnitude = r1 < 0 ? -r1 : r1;
-    const Qol16s k = magnitude >= r0 ? Qol16s{32767} : reflect(magnitude, r0).rounded;
+    const Qol16s k = magnitude >= r0 ? Qol16s{32767} : g728::reflection(magnitude * 65536 / r0);
     const Qol16s rc = r1 > 0 ? basop::negate(k) : k;
-    Qol16s energy = roundHigh(r0 * Qol64s{65536} + 2 * Qol64s{rc} * r1);
+    Qol16s energy = g728::roundHigh(r0 * Qol64s{65536} + 2 * Qol64s{rc} * r1);
     Qol16s scale = 15;
     pDstRc[0] = pDstLpc[0] = rc;
     const QolStatus status = continueRecursion(pSrcAutoCorr, 1, valOrder, pDstLpc, &energy, &scale);

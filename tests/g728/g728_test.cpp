@@ -3,6 +3,7 @@
 // against itself.
 #include "codecs/g728/g728.h"
 #include "g728/filters.h"
+#include "g728/levinson.h"
 #include "g728/search.h"
 #include "g728/trellis.h"
 #include "g728/window.h"
@@ -10,6 +11,8 @@
 #include "qolsc.h"
 
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 using namespace qolsc::test;
 namespace g728 = qolsc::g728;
@@ -199,6 +202,68 @@ TEST(G728Trellis, codesGiveBackTheValues) {
         }
         EXPECT_TRUE(matches) << round;
     }
+}
+
+/// Normalised correlation of a tone mix in noise; the stronger the tones, the larger coefficients.
+std::vector<Qol16s> correlationOf(Random& r, int order, double noise) {
+    std::vector<double> c(static_cast<std::size_t>(order + 1));
+    c[0] = noise;
+    for (int tone = 0; tone < 3; ++tone) {
+        const double power = uniformReal(r, 0, 1), w = uniformReal(r, 0, 3.14159),
+                     decay = uniformReal(r, 0.9, 1);
+        for (std::size_t k = 0; k < c.size(); ++k) {
+            const auto lag = static_cast<double>(k);
+            c[k] += power * std::pow(decay, lag) * std::cos(w * lag);
+        }
+    }
+    std::vector<Qol16s> words(c.size());
+    const double scale = uniformReal(r, 16384, 32767) / c[0];
+    for (std::size_t k = 0; k < c.size(); ++k) {
+        words[k] = static_cast<Qol16s>(std::lrint(c[k] * scale));
+    }
+    return words;
+}
+
+TEST(G728Levinson, lanesEqualTheDefinition) {
+    Random r;
+    int solved = 0, halved = 0, failed = 0;
+    for (int round = 0; round < 4000; ++round) {
+        const int end = static_cast<int>(uniform(r, 1, 50));
+        const int start = static_cast<int>(uniform(r, 1, end));
+        auto c = round % 8 == 0   ? extremes16(r, end + 1)
+                 : round % 8 == 1 ? noise16(r, end + 1)
+                                  : correlationOf(r, end, std::pow(10.0, -uniformReal(r, 0, 4)));
+        std::replace(c.begin(), c.end(), Qol16s{-32768}, Qol16s{-32767});
+        // From order 1 as the interface begins, or from any coefficients at all.
+        auto a = round % 3 == 0 ? noise16(r, 50) : extremes16(r, 50);
+        int begin = start;
+        Qol16s energy = static_cast<Qol16s>(uniform(r, -1, 32767));
+        Qol16s scale = static_cast<Qol16s>(uniform(r, 12, 15));
+        if (round % 4 != 0) {
+            Qol16s rc;
+            begin = 1;
+            if (qolsLevinsonDurbin_G728_16s_Sfs(c.data(), 1, a.data(), &rc, &energy, &scale) != 0) {
+                continue;
+            }
+        }
+        auto b = a;
+        Qol16s otherEnergy = energy, otherScale = scale;
+        const QolStatus plain =
+            g728::ownLevinsonPlain_G728(c.data(), begin, end, a.data(), &energy, &scale);
+        ASSERT_EQ(
+            g728::ownLevinsonLanes_G728(c.data(), begin, end, b.data(), &otherEnergy, &otherScale),
+            plain)
+            << round;
+        EXPECT_EQ(a, b) << round;
+        EXPECT_EQ(energy, otherEnergy) << round;
+        EXPECT_EQ(scale, otherScale) << round;
+        solved += plain == 0 && end > 10;
+        halved += plain == 0 && scale < 15 && begin == 1;
+        failed += plain != 0;
+    }
+    EXPECT_GT(solved, 500);
+    EXPECT_GT(halved, 100);
+    EXPECT_GT(failed, 500);
 }
 
 TEST(G728Levinson, boundsAndFailures) {
