@@ -20,5 +20,6 @@ Run setUpAec(CLI::App& app);
 Run setUpAecScene(CLI::App& app);
 Run setUpDenoise(CLI::App& app);
 Run setUpAlc(CLI::App& app);
+Run setUpVad(CLI::App& app);
 
 } // namespace qolsc::tools

@@ -30,6 +30,7 @@ constexpr Command kCommands[] = {
     {"aec-scene", "Make a near end with echo, talker and noise from recordings", setUpAecScene},
     {"denoise", "Suppress stationary noise of an audio file", setUpDenoise},
     {"alc", "Bring speech to a target level", setUpAlc},
+    {"vad", "Tell where speech is in an audio file", setUpVad},
 };
 
 /// CLI11 explains itself in several lines; the first sentence is the error.

@@ -277,10 +277,15 @@ void addLinePlot(Page& page, const LinePlot& plot) {
 }
 
 void addWaveform(Page& page, const std::string& title, std::span<const std::int16_t> samples,
-                 int rate) {
+                 int rate, std::span<const Stretch> marked) {
     const double seconds = static_cast<double>(std::max<std::size_t>(samples.size(), 1)) / rate;
     const Axes axes{title, "s", "", 0, seconds, -1, 1, kWaveHeight};
     page.body += openPlot(axes);
+    for (const Stretch& stretch : marked) {
+        const double left = toX(axes, stretch.from);
+        page.body += format("<rect class='mark' x='%.1f' y='%d' width='%.1f' height='%d'/>", left,
+                            kTop, toX(axes, std::min(stretch.to, seconds)) - left, axes.height);
+    }
     page.body += curve(pathOf(axes, samples.size(), 0, 1.0 / rate,
                               [&](std::size_t i) { return samples[i] / 32768.0; }),
                        0);
@@ -339,6 +344,7 @@ std::string html(const Page& page) {
            "svg text{font:12px system-ui,sans-serif;fill:#444}"
            "svg text[fill]{fill:attr(fill)}svg .title{font-weight:600;fill:#222}"
            ".grid{stroke:#ddd;fill:none}.frame{stroke:#888;fill:none}"
+           ".mark{fill:#f3c969;fill-opacity:.6}"
            ".curve{fill:none;stroke-width:1;stroke-linejoin:round;stroke-linecap:round}"
            "figure{display:inline-block;margin:0 1.5em 1em 0}figcaption{font-weight:600}"
            "</style></head>\n<body><h1>" +

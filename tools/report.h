@@ -37,9 +37,13 @@ struct LinePlot {
 };
 void addLinePlot(Page& page, const LinePlot& plot);
 
-/// Samples over time in seconds, full scale from top to bottom.
+/// Seconds of a signal.
+struct Stretch {
+    double from, to;
+};
+/// Samples over time in seconds, full scale from top to bottom, behind them the marked stretches.
 void addWaveform(Page& page, const std::string& title, std::span<const std::int16_t> samples,
-                 int rate);
+                 int rate, std::span<const Stretch> marked = {});
 /// Time, frequency, power; the colours span the 80 dB below topDb (see powerSpectra).
 void addSpectrogram(Page& page, const std::string& title, std::span<const std::int16_t> samples,
                     int rate, double topDb = 85);

@@ -281,4 +281,32 @@ TEST_F(Program, levelControlKeepsTheClipLevel) {
     expectError("qolsc alc wide.wav none.wav", {"16000 Hz", "--resample"});
 }
 
+TEST_F(Program, vadTellsWhereSpeechIs) {
+    std::vector<std::int16_t> scene(8000, 0);
+    const auto recorded = qolsc::test::readWords("gsm/sequences/speech_a.inp");
+    scene.insert(scene.end(), recorded.begin() + 2000, recorded.begin() + 11000); // one phrase
+    scene.resize(scene.size() + 8000, 0);
+    writeAudio(at("scene.wav"), scene, 8000);
+    for (const std::string detector : {"amr1", "amr2", "amrwb --resample"}) {
+        const Result result =
+            run("qolsc vad --detector " + detector + " scene.wav --report page.html");
+        EXPECT_EQ(result.code, 0);
+        EXPECT_EQ(result.err, "");
+        for (const char* part : {"3.12 s at ", "157 frames", "1 stretch\n", "\n    1.0"}) {
+            EXPECT_NE(result.out.find(part), std::string::npos) << part << " in: " << result.out;
+        }
+        const std::string page = text("page.html");
+        EXPECT_NE(page.find("class='mark'"), std::string::npos);
+        EXPECT_NE(page.find("Speech only"), std::string::npos);
+    }
+    writeAudio(at("silence.wav"), std::vector<std::int16_t>(4000, 0), 8000);
+    const Result silence = run("qolsc vad silence.wav");
+    EXPECT_NE(silence.out.find("0.0 % of the frames, 0 stretches"), std::string::npos);
+    expectError("qolsc vad --detector amrwb scene.wav", {"8000 Hz", "16000 Hz", "--resample"});
+    writeAudio(at("wide.wav"), speech, 16000);
+    expectError("qolsc vad --detector amr2 wide.wav", {"16000 Hz", "8000 Hz", "--resample"});
+    expectError("qolsc vad --detector g729 in.wav", {"'g729'", "amr1, amr2, amrwb"});
+    expectError("qolsc vad missing.wav", {"missing.wav", "No such file"});
+}
+
 } // namespace

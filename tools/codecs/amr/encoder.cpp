@@ -65,15 +65,15 @@ void quantiseLsf(Encoder& e, Analysis& a, Qol16s*& parameter) {
     std::copy_n(q[1], kOrder, e.lspOldQuantised);
 }
 
-void detect(Encoder& e, Qol16s& mode, Qol16s& update) {
+Qol16s detect(Encoder& e) {
     EncoderNoise& n = e.noise;
     Qol16s flag = 1;
     if (e.detector == Detector::option1) {
         qolsVAD1_GSMAMR_16s(e.speech + 120, &n.vad1, &flag, n.bestCorrelation, n.tone);
-    } else {
+    } else if (e.detector == Detector::option2) {
         qolsVAD2_GSMAMR_16s(e.speech + 160, &n.vad2, &flag, n.periodic ? 1 : 0);
     }
-    qolsEncDTXHandler_GSMAMR_16s(&n.hang, &n.elapsed, &mode, &update, flag);
+    return flag;
 }
 
 void openLoop(Encoder& e, const Analysis& a, Qol16s* lags, Qol16s* gainFlags) {
@@ -113,6 +113,25 @@ void openLoop(Encoder& e, const Analysis& a, Qol16s* lags, Qol16s* gainFlags) {
         break;
     }
     }
+}
+
+/// What comes before any coding.
+struct FrontEnd {
+    Analysis analysis;
+    Qol16s speech; ///< the detector's flag
+    Qol16s lags[2], gainFlags[2];
+};
+
+void analyseFrame(Encoder& e, const Qol16s* pcm, FrontEnd& f) {
+    std::copy_n(e.speech + kFrame, kFrame, e.speech);
+    for (int i = 0; i < kFrame; ++i) {
+        e.speech[kFrame + i] = round_fx(
+            highPass(e.input, kInputB, kInputA, 3, static_cast<Qol16s>(pcm[i] & kSampleMask)));
+    }
+    f.speech = detect(e);
+    analyse(e, f.analysis);
+    std::copy_n(f.analysis.lsp[1], kOrder, e.lspOld);
+    openLoop(e, f.analysis, f.lags, f.gainFlags);
 }
 
 /// True in a frame whose filter has rung for long.
@@ -284,7 +303,6 @@ void restAfterNoise(Encoder& e, const Qol16s* lsp) {
     std::fill_n(e.memory.error, kOrder, Qol16s{0});
     std::fill_n(e.memory.weighted, kOrder, Qol16s{0});
     std::fill_n(e.lsfResidual, kOrder, Qol16s{0});
-    std::copy_n(lsp, kOrder, e.lspOld);
     std::copy_n(lsp, kOrder, e.lspOldQuantised);
     e.sharpening = 0;
     e.lag = 0;
@@ -341,27 +359,28 @@ void reset(Encoder& e, int mode, Detector detector) {
     n.spoke = true;
 }
 
+bool detectSpeech(Encoder& e, const Qol16s* pcm) {
+    FrontEnd f;
+    analyseFrame(e, pcm, f);
+    return f.speech != 0;
+}
+
 void encodeFrame(Encoder& e, const Qol16s* pcm, Frame& frame) {
     clearFrame(frame);
-    std::copy_n(e.speech + kFrame, kFrame, e.speech);
-    for (int i = 0; i < kFrame; ++i) {
-        e.speech[kFrame + i] = round_fx(
-            highPass(e.input, kInputB, kInputA, 3, static_cast<Qol16s>(pcm[i] & kSampleMask)));
-    }
+    FrontEnd f;
+    analyseFrame(e, pcm, f);
+    Analysis& a = f.analysis;
+    EncoderNoise& noise = e.noise;
     auto used = static_cast<Qol16s>(kRateCode[e.mode]);
     Qol16s update = 0;
     if (e.detector != Detector::none) {
-        detect(e, used, update);
+        qolsEncDTXHandler_GSMAMR_16s(&noise.hang, &noise.elapsed, &used, &update, f.speech);
     }
-    EncoderNoise& noise = e.noise;
-    Analysis a;
-    analyse(e, a);
     Qol16s parameters[57];
     Qol16s* parameter = parameters;
     if (used != kRateDtx) {
         quantiseLsf(e, a, parameter);
     }
-    std::copy_n(a.lsp[1], kOrder, e.lspOld);
     qolsEncDTXBuffer_GSMAMR_16s(e.speech + kFrame, a.lsp[1], &noise.index, noise.lsps,
                                 noise.logEnergies);
     if (used == kRateDtx) {
@@ -369,23 +388,19 @@ void encodeFrame(Encoder& e, const Qol16s* pcm, Frame& frame) {
                                  noise.lsfIndices, e.lsfResidual, e.predictor.past,
                                  e.predictor.past122, update);
         restAfterNoise(e, a.lsp[1]);
-    }
-    Qol16s lags[2], gainFlags[2];
-    openLoop(e, a, lags, gainFlags);
-    if (used == kRateDtx) {
         writeNoise(noise, e.mode, frame);
         return;
     }
     const bool resonant = isResonant(e, a.lsp[1]);
     for (int n = 0; n < 4; ++n) {
         if (e.mode == k475) {
-            codePair(e, a, n++, lags, gainFlags, resonant, parameter);
+            codePair(e, a, n++, f.lags, f.gainFlags, resonant, parameter);
             continue;
         }
         Subframe s;
         prepareTarget(e, a, n, s, e.memory);
-        searchSubframe(e, n, lags, resonant, s, parameter);
-        keepLag(e, n, gainFlags);
+        searchSubframe(e, n, f.lags, resonant, s, parameter);
+        keepLag(e, n, f.gainFlags);
         quantiseGains(e, s, parameter);
         keepGain(e, s.pitchGain);
         finishSubframe(e, a, n, s, e.memory);

@@ -62,6 +62,8 @@ struct Encoder {
 
 void reset(Encoder& e, int mode, Detector detector);
 void encodeFrame(Encoder& e, const Qol16s* pcm, Frame& frame);
+/// Only the detector's verdict on the frame, with what it needs of the encoder in front of it.
+bool detectSpeech(Encoder& e, const Qol16s* pcm);
 
 // ---- gains, by file gains.cpp ----
 

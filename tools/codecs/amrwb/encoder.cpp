@@ -349,6 +349,41 @@ void encodeNoise(Encoder& e, SubframeContext& f, const Qol16s* isf, const Qol16s
     resetAfterNoise(e);
 }
 
+/// What comes before any coding.
+struct FrontEnd {
+    Qol16s input[kFrame16k];
+    SubframeContext context;
+    bool active, noise; ///< the detector's flag; the frame is to be comfort noise
+    Qol16s isf[kOrder];
+    int openLags[2];
+};
+
+void analyseFrame(Encoder& e, const Qol16s* pcm, FrontEnd& f) {
+    for (int i = 0; i < kFrame16k; ++i) {
+        f.input[i] = static_cast<Qol16s>(pcm[i] & kOutputMask);
+    }
+    const int scaleChange = readSpeech(e, f.input);
+    f.active = detectActivity(e);
+    f.noise = e.dtx && isNoiseFrame(e.noise, f.active);
+
+    f.context.scale = e.analysis.scale;
+    Qol16s lpc[kOrder + 1], isp[kOrder];
+    analyse(e.analysis, lpc);
+    qolsLPCToISP_AMRWB_16s(lpc, isp, e.analysis.ispOld);
+    interpolateLp(e.analysis.ispOld, isp, f.context.lp);
+    std::copy_n(isp, kOrder, e.analysis.ispOld);
+    qolsISPToISF_Norm_AMRWB_16s(isp, f.isf, kOrder);
+    updateClipByIsf(e.clip, f.isf, isLowRate(e.mode) && !f.noise ? 384 : 307);
+    weightSpeech(e.openLoop, codedSpeech(e), f.context.lp, scaleChange);
+    f.context.shift = e.openLoop.shift;
+    if (e.mode == 0 && !f.noise) {
+        f.openLags[0] = f.openLags[1] = openLoopLag(e.openLoop, 0, kFrame / 2);
+    } else {
+        f.openLags[0] = openLoopLag(e.openLoop, 0, kSubframe);
+        f.openLags[1] = openLoopLag(e.openLoop, kSubframe, kSubframe);
+    }
+}
+
 } // namespace
 
 void resetAfterNoise(Encoder& e) {
@@ -393,41 +428,23 @@ void reset(Encoder& e, int mode, bool dtx) {
     resetAfterNoise(e);
 }
 
+bool detectSpeech(Encoder& e, const Qol16s* pcm) {
+    FrontEnd f;
+    analyseFrame(e, pcm, f);
+    return f.active;
+}
+
 void encodeFrame(Encoder& e, const Qol16s* pcm, Frame& frame) {
     const bool homing =
         std::all_of(pcm, pcm + kFrame16k, [](Qol16s x) { return x == kHomingSample; });
-    Qol16s input[kFrame16k];
-    for (int i = 0; i < kFrame16k; ++i) {
-        input[i] = static_cast<Qol16s>(pcm[i] & kOutputMask);
-    }
-    const int scaleChange = readSpeech(e, input);
-    const bool active = detectActivity(e);
-    const bool noise = e.dtx && isNoiseFrame(e.noise, active);
-    e.highBand.noiseFrames = active ? 0 : e.highBand.noiseFrames + 1;
-
-    SubframeContext f;
-    f.scale = e.analysis.scale;
-    Qol16s lpc[kOrder + 1], isp[kOrder], isf[kOrder];
-    analyse(e.analysis, lpc);
-    qolsLPCToISP_AMRWB_16s(lpc, isp, e.analysis.ispOld);
-    interpolateLp(e.analysis.ispOld, isp, f.lp);
-    std::copy_n(isp, kOrder, e.analysis.ispOld);
-    qolsISPToISF_Norm_AMRWB_16s(isp, isf, kOrder);
-    updateClipByIsf(e.clip, isf, isLowRate(e.mode) && !noise ? 384 : 307);
-    weightSpeech(e.openLoop, codedSpeech(e), f.lp, scaleChange);
-    f.shift = e.openLoop.shift;
-    int openLags[2];
-    if (e.mode == 0 && !noise) {
-        openLags[0] = openLags[1] = openLoopLag(e.openLoop, 0, kFrame / 2);
-    } else {
-        openLags[0] = openLoopLag(e.openLoop, 0, kSubframe);
-        openLags[1] = openLoopLag(e.openLoop, kSubframe, kSubframe);
-    }
+    FrontEnd f;
+    analyseFrame(e, pcm, f);
+    e.highBand.noiseFrames = f.active ? 0 : e.highBand.noiseFrames + 1;
     clearFrame(frame);
-    if (noise) {
-        encodeNoise(e, f, isf, input, frame);
+    if (f.noise) {
+        encodeNoise(e, f.context, f.isf, f.input, frame);
     } else {
-        encodeSpeech(e, f, active, isf, openLags, input, frame);
+        encodeSpeech(e, f.context, f.active, f.isf, f.openLags, f.input, frame);
     }
     if (homing) {
         reset(e, e.mode, e.dtx);

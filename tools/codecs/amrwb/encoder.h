@@ -93,6 +93,8 @@ struct Encoder {
 void reset(Encoder& e, int mode, bool dtx);
 /// One frame of 320 samples.
 void encodeFrame(Encoder& e, const Qol16s* pcm, Frame& frame);
+/// Only the detector's verdict on the frame, with what it needs of the encoder in front of it.
+bool detectSpeech(Encoder& e, const Qol16s* pcm);
 
 // ---- parts of the above, by file ----
 
