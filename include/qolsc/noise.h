@@ -31,7 +31,8 @@ QolStatus qolsFilterNoiseGetStateSize_EC_32f(Qol32s sampleFreq, Qol32s* pSize) Q
  *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: pState is null; qolStsRangeErr: another sampleFreq */
 QolStatus qolsFilterNoiseInit_EC_32f(Qol32s sampleFreq, QolsFilterNoiseState_EC_32f* pState) QOL_NOEXCEPT;
 
-/** Sets the strength.
+/** Sets the strength. Level 0 only stops the filtering: while level 5, which Init sets, has yet to decide, it still
+ *  does, and may switch to level 2. For a filter that stays off set a level of 1 to 4, then 0.
  *  @param[in]     level   0: off; 1 to 4: fixed strengths; 5: off or 2, decided at the first noise
  *  @param[in,out] pState  record set by Init
  *  @return qolStsNoErr; in the order checked: qolStsNullPtrErr: pState is null; qolStsRangeErr: level outside 0..5 (the
