@@ -6,6 +6,7 @@
 #include "g729/post.h"
 #include "numeric/basop.h"
 #include "tables/g729_annex.h"
+#include "vector/simd.h"
 
 namespace {
 constexpr int kLags = 31;
@@ -26,11 +27,23 @@ constexpr int kRecentStart = 110, kRecentLen = 35;      // taken anew in every f
 constexpr Qol16s kDecay = 10368;                        // 0.31640625, Q15
 constexpr Qol32s kLimit = 0x3FFFFFFF;
 
-template <typename Sum, typename T>
-Sum correlate(const T* x, int start, int len, int lag) {
-    Sum s = 0;
-    for (int i = start; i < start + len; ++i) {
-        s += static_cast<Sum>(x[i]) * static_cast<Sum>(x[i - lag]);
+constexpr int kPaddedSamples = kRecentStart + 40; // the recent part in whole vectors
+
+/// Exact sum of count products, count a multiple of 8. No value is -32768.
+Qol64s correlate(const Qol16s* x, int start, int count, int lag) {
+    using namespace simd;
+    i128 s = zero();
+    for (int i = start; i < start + count; i += 8) {
+        const i128 pairs = maddPairs(load(x + i), load(x + i - lag));
+        s = add64(s, add64(widenLow64(pairs), widenHigh64(pairs)));
+    }
+    return sum64(s);
+}
+
+Qol32f correlate(const Qol32f* x, int start, int count, int lag) {
+    Qol32f s = 0;
+    for (int i = start; i < start + count; ++i) {
+        s += x[i] * x[i - lag];
     }
     return s;
 }
@@ -65,17 +78,16 @@ QolStatus qolsWinHybrid_G729E_16s32s(const Qol16s* pSrc, Qol32s* pDst, Qol8u* pS
     if (anyNull(pSrc, pDst, pState)) {
         return qolStsNullPtrErr;
     }
-    Qol16s w[kSamples];
+    Qol16s w[kPaddedSamples] = {};
     for (int i = 0; i < kSamples; ++i) {
         w[i] = static_cast<Qol16s>(pSrc[i] * tables::g729::hw[i] >> 15);
     }
     auto st = g729::readRecord<QolsWinHybridState_G729E>(pState);
     for (int k = 0; k < kLags; ++k) {
         const Qol32s decayed = basop::Mpy_32_16(basop::L_Extract(st.recursive[k]), kDecay);
-        st.recursive[k] =
-            saturate32(correlate<Qol64s>(w, kRecursiveStart, kRecursiveLen, k) + decayed);
-        const Qol32s r =
-            saturate32(correlate<Qol64s>(w, kRecentStart, kRecentLen, k) + st.recursive[k]);
+        st.recursive[k] = saturate32(correlate(w, kRecursiveStart, kRecursiveLen, k) + decayed);
+        const Qol32s r = saturate32(correlate(w, kRecentStart, kPaddedSamples - kRecentStart, k) +
+                                    st.recursive[k]);
         pDst[k] = r > kLimit ? kLimit : r;
     }
     g729::writeRecord(pState, st);
@@ -92,9 +104,8 @@ QolStatus qolsWinHybrid_G729E_32f(const Qol32f* pSrc, Qol32f* pDst, Qol8u* pStat
     }
     std::memcpy(recursive, pState, sizeof(recursive));
     for (int k = 0; k < kLags; ++k) {
-        recursive[k] =
-            correlate<Qol32f>(w, kRecursiveStart, kRecursiveLen, k) + recursive[k] * 0.31640625f;
-        pDst[k] = recursive[k] + correlate<Qol32f>(w, kRecentStart, kRecentLen, k);
+        recursive[k] = correlate(w, kRecursiveStart, kRecursiveLen, k) + recursive[k] * 0.31640625f;
+        pDst[k] = recursive[k] + correlate(w, kRecentStart, kRecentLen, k);
     }
     std::memcpy(pState, recursive, sizeof(recursive));
     return qolStsNoErr;

@@ -48,9 +48,7 @@ std::vector<Frame> readFrames(const char* name) {
 }
 
 std::vector<Qol16s> decodeAll(const Decoders& decoders, const std::vector<Frame>& frames) {
-    Codec codec{};
-    codec.frameBits = 118; // the rate whose decoder takes all others in
-    const std::unique_ptr<void, void (*)(void*)> decoder(decoders.open(codec, CodecSettings{}),
+    const std::unique_ptr<void, void (*)(void*)> decoder(decoders.open(Codec{}, CodecSettings{}),
                                                          decoders.close);
     std::vector<Qol16s> pcm(frames.size() * 80);
     for (std::size_t i = 0; i < frames.size(); ++i) {
@@ -102,6 +100,22 @@ INSTANTIATE_TEST_SUITE_P(
                     Sequence{"annexi_dm19.b10", "annexi_dm19.o10", &kMain},
                     Sequence{"annexi_dm19.b12", "annexi_dm19.o12", &kMain}),
     nameOf);
+
+// A stream that changes its rate passes through the main record's serial form as well.
+TEST(G729DecoderRecord, TakesAllRatesInOneStream) {
+    const Codec& codec = *findCodec("g729");
+    const std::vector<std::uint8_t> stream = readBytes("g729/sequences/annexe_switch.bit");
+    std::span<const std::uint8_t> rest(stream);
+    const StreamForm& form = *findForm(codec, "serial");
+    std::vector<Frame> frames;
+    for (Frame frame; !rest.empty(); frames.push_back(frame)) {
+        const std::ptrdiff_t taken = form.readFrame(codec, rest, frame);
+        ASSERT_GT(taken, 0);
+        rest = rest.subspan(static_cast<std::size_t>(taken));
+    }
+    EXPECT_EQ(decodeAll({codec.openDecoder, codec.closeDecoder, codec.decode}, frames),
+              readWords("g729/sequences/annexe_switch.pst"));
+}
 
 // ---- encoders of Annexes D and E ----
 

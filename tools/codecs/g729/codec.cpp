@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Codec records of the G.729 main body and Annexes D and E. The decoders take frames of Annex B
-// too, that of 11.8 kbit/s those of all rates.
+// Codec records of the G.729 main body and Annexes D and E. One decoder serves them all: it takes
+// frames of every rate and of Annex B in any order.
 #include "codecs/g729/bits.h"
 #include "codecs/g729/decoder.h"
 #include "codecs/g729/encoder.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Decoder of the G.729 main body: synthesis, then the adaptive post-filter and the output high-pass
-// filter (§4.2).
+// Decoder of G.729 at all rates (main body, Annexes D and E, noise frames of Annex B): synthesis,
+// then the adaptive post-filter and the output high-pass filter (§4.2).
 #include "codecs/g729/decoder.h"
 
 #include "codecs/g729/postfilter.h"
@@ -22,9 +22,9 @@ struct Decoder {
 
 } // namespace
 
-void* openDecoder(const Codec& codec, const CodecSettings&) {
+void* openDecoder(const Codec&, const CodecSettings&) {
     auto* decoder = new Decoder;
-    initSynthesis(decoder->synthesis, Concealment::oneOfTwo, codec.frameBits == kBits11800);
+    initSynthesis(decoder->synthesis, Concealment::oneOfTwo, true);
     qolsHighPassFilterInit_G729(kHighPass, decoder->highPass.data());
     return decoder;
 }

@@ -66,7 +66,7 @@ struct Synthesis {
     bool lastBad = false;
 
     std::array<Qol8u, 20> dispersion{};
-    bool backwardOn = false; ///< frames of 11.8 kbit/s may come
+    bool backwardOn = false; ///< backward frames may come
     Backward backward;
 
     // Concealment of Annex E.
@@ -85,8 +85,8 @@ struct Synthesis {
         {}; ///< the newest samples of the frame before in front
 };
 
-/// Frames of 11.8 kbit/s are decoded rightly only with backwardOn, for their analysis runs on the
-/// speech of all frames.
+/// Backward frames of 11.8 kbit/s are decoded rightly only with backwardOn, for their analysis runs
+/// on the speech of all frames; Annex A has no such frames.
 void initSynthesis(Synthesis& s, Concealment concealment, bool backwardOn);
 
 /// Decodes a frame into s.speech; the caller then sets s.voiced.
