@@ -6,6 +6,8 @@
 #include "tables/lp.h"
 #include "vector/simd.h"
 
+#include <utility>
+
 namespace qolsc {
 
 namespace {
@@ -13,6 +15,7 @@ namespace {
 using namespace basop;
 
 constexpr int kMaxLevinsonOrder = 30;
+constexpr int kLanes = 4;
 constexpr Qol32s kLeastConditioned = 0x10000; // below it the high word is empty
 constexpr Qol16s kLargestReflection = 32750;  // Q15; beyond it the filter counts as unstable
 
@@ -39,18 +42,68 @@ Qol32s reduceError(Qol32s alpha, Qol32s k, int* pExp) {
     return L_shl(next, n);
 }
 
+/// Four double-precision values: 16 upper bits, 15 lower ones, each in the low word of its lane.
+struct Dpf4 {
+    simd::i128 hi, lo;
+};
+Dpf4 split(simd::i128 x) {
+    return {_mm_srli_epi32(x, 16), _mm_srli_epi32(_mm_slli_epi32(x, 16), 17)};
+}
+/// mul32Wrap in four lanes.
+simd::i128 multiply(const Dpf4& x, const Dpf4& y) {
+    using namespace simd;
+    const i128 low =
+        add32(_mm_srai_epi32(maddPairs(x.hi, y.lo), 15), _mm_srai_epi32(maddPairs(x.lo, y.hi), 15));
+    return _mm_slli_epi32(add32(maddPairs(x.hi, y.hi), low), 1);
+}
+simd::i128 reverse32(simd::i128 v) { return _mm_shuffle_epi32(v, 0x1B); }
+
+/// Coefficients A[1..] of the predictor, Q27, with zeros in front so that whole vectors run over
+/// either end.
+struct Predictor {
+    Qol32s word[kLanes + kMaxLevinsonOrder + 1 + kLanes] = {};
+};
+Qol32s* coefficients(Predictor& p) { return p.word + kLanes; }
+
+/// Sum of r[j] A[i - j], j = 1 to i - 1.
+Qol32s predictionSum(const Qol32s* r, const Qol32s* A, int i) {
+    simd::i128 sum = simd::zero();
+    for (int j = 1; j < i; j += kLanes) {
+        const simd::i128 a = reverse32(simd::load(A + i - j - (kLanes - 1)));
+        sum = simd::add32(sum, multiply(split(simd::load(r + j)), split(a)));
+    }
+    return simd::sum32(sum);
+}
+
+/// next[j] = A[j] + k A[i - j], j = 1 to i - 1.
+void lift(const Qol32s* A, Qol32s* next, Qol32s k, int i) {
+    const Dpf4 factor = split(simd::splat32(k));
+    for (int j = 1; j < i; j += kLanes) {
+        const simd::i128 mirrored = reverse32(simd::load(A + i - j - (kLanes - 1)));
+        simd::store(next + j, simd::add32(simd::load(A + j), multiply(factor, split(mirrored))));
+    }
+}
+
 } // namespace
 
 void ownLagWindow_32s_I(const Qol32s* pWindow, Qol32s* pSrcDst, int len) {
     ownMul_32s16s(pSrcDst, pWindow, pSrcDst, len);
 }
 
-bool ownLevinsonDurbin_32s16s(const Qol32s* r, int order, Qol16s* a, Qol16s* rc,
+bool ownLevinsonDurbin_32s16s(const Qol32s* pSrcAutoCorr, int order, Qol16s* a, Qol16s* rc,
                               Qol16s* pResidualEnergy) {
-    if (L_abs(r[0]) < kLeastConditioned) {
+    if (L_abs(pSrcAutoCorr[0]) < kLeastConditioned) {
         return false;
     }
-    Qol32s A[kMaxLevinsonOrder + 1], An[kMaxLevinsonOrder + 1]; // Q27
+    Qol32s r[kMaxLevinsonOrder + kLanes];
+    for (int i = 0; i <= order; ++i) {
+        r[i] = pSrcAutoCorr[i];
+    }
+    for (int i = order + 1; i < order + kLanes; ++i) {
+        r[i] = 0;
+    }
+    Predictor predictors[2];
+    Qol32s *A = coefficients(predictors[0]), *next = coefficients(predictors[1]);
     Qol16s refl[kMaxLevinsonOrder];
     Qol32s k = reflection(r[1], r[0]);
     refl[0] = extract_h(k);
@@ -62,23 +115,15 @@ bool ownLevinsonDurbin_32s16s(const Qol32s* r, int order, Qol16s* a, Qol16s* rc,
         if (L_abs(alpha) < kLeastConditioned) {
             return false;
         }
-        Qol32s t = 0;
-        for (int j = 1; j < i; ++j) {
-            t = wrapAdd32(t, mul32Wrap(r[j], A[i - j]));
-        }
-        t = wrapAdd32(wrapMul32(t, 16), r[i]);
+        const Qol32s t = wrapAdd32(wrapMul32(predictionSum(r, A, i), 16), r[i]);
         k = L_shl(reflection(t, alpha), alphaExp);
         refl[i - 1] = extract_h(k);
         if (abs_s(refl[i - 1]) > kLargestReflection) {
             return false;
         }
-        for (int j = 1; j < i; ++j) {
-            An[j] = wrapAdd32(A[j], mul32Wrap(k, A[i - j]));
-        }
-        for (int j = 1; j < i; ++j) {
-            A[j] = An[j];
-        }
-        A[i] = k >> 4;
+        lift(A, next, k, i);
+        next[i] = k >> 4;
+        std::swap(A, next);
         alpha = reduceError(alpha, k, &alphaExp);
     }
 

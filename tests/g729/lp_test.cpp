@@ -112,6 +112,59 @@ TEST(G729Lp, RecursionOfDegenerateInput) {
     }
 }
 
+// Levinson's recursion in double precision.
+std::vector<double> recursion(const Qol32s* r, std::size_t order) {
+    std::vector<double> a{1.0};
+    double error = r[0];
+    for (std::size_t i = 1; i <= order; ++i) {
+        double t = 0;
+        for (std::size_t j = 0; j < i; ++j) {
+            t += a[j] * r[i - j];
+        }
+        const double k = -t / error;
+        a.push_back(0);
+        const std::vector<double> last = a;
+        for (std::size_t j = 0; j <= i; ++j) {
+            a[j] = last[j] + k * last[i - j];
+        }
+        error *= 1 - k * k;
+    }
+    return a;
+}
+
+TEST(G729Lp, RecursionOfAnyOrder) {
+    Random random;
+    for (int n = 0; n < 20; ++n) {
+        const std::vector<Qol16s> x = noise16(random, 300, 8000);
+        std::vector<double> y(x.begin(), x.end());
+        for (std::size_t i = 2; i < y.size(); ++i) {
+            y[i] += 1.2 * y[i - 1] - 0.6 * y[i - 2];
+        }
+        Qol32s r[31];
+        double energy = 0;
+        for (std::size_t lag = 0; lag <= 30; ++lag) {
+            double sum = 0;
+            for (std::size_t i = lag; i < y.size(); ++i) {
+                sum += y[i] * y[i - lag];
+            }
+            energy = lag == 0 ? sum : energy;
+            r[lag] = static_cast<Qol32s>(sum / energy * 0x7FFF0000);
+        }
+        Qol16s lpc[31], rc[30], longest[30], error = 0;
+        ASSERT_EQ(qolsLevinsonDurbin_G729_32s16s(r, 30, lpc, longest, &error), qolStsNoErr);
+        for (int order = 1; order <= 30; ++order) {
+            const std::vector<Qol32s> cut(r, r + order + 1); // what lies behind is not read
+            ASSERT_EQ(qolsLevinsonDurbin_G729_32s16s(cut.data(), order, lpc, rc, &error),
+                      qolStsNoErr);
+            EXPECT_TRUE(std::equal(rc, rc + order, longest)) << order;
+            const std::vector<double> want = recursion(r, static_cast<std::size_t>(order));
+            for (std::size_t i = 0; i < want.size(); ++i) {
+                ASSERT_NEAR(lpc[i] / 4096.0, want[i], 1.0 / 4096) << order << ", " << i;
+            }
+        }
+    }
+}
+
 TEST(G729Lp, FloatRecursionEndsEarlyWhenUnstable) {
     const Qol32f r[3] = {1.0F, 0.5F, 1.0F};
     Qol32f lpc[3] = {9, 9, 9}, rc[2], error = 0;
