@@ -165,16 +165,6 @@ void limitPitchGain(const Encoder& e, bool resonant, Subframe& s) {
     }
 }
 
-void filterAdaptive(Subframe& s) {
-    for (int i = 0; i < kSubframe; ++i) {
-        Qol32s sum = 0;
-        for (int k = 0; k <= i; ++k) {
-            sum = L_mac(sum, s.adaptive[k], s.impulse[i - k]);
-        }
-        s.filteredAdaptive[i] = extract_h(L_shl(sum, 3));
-    }
-}
-
 /// Excitation, memories and sharpening behind a subframe.
 void finishSubframe(Encoder& e, const Analysis& a, int n, const Subframe& s, TargetMemory& m) {
     Qol16s* exc = e.excitation + kPastExcitation + n * kSubframe;
@@ -206,12 +196,9 @@ void searchSubframe(Encoder& e, int n, const Qol16s* openLags, bool resonant, Su
                     Qol16s*& parameter) {
     Qol16s* past = e.excitation + n * kSubframe;
     std::copy_n(s.residual, kSubframe, past + kPastExcitation);
-    Qol16s fraction;
-    qolsAdaptiveCodebookSearch_GSMAMR_16s(s.target, s.impulse, openLags, &e.lag, past, &fraction,
-                                          parameter++, s.adaptive, static_cast<Qol16s>(n),
-                                          kRateCode[e.mode]);
+    *parameter++ = searchAdaptive(e.mode, n, openLags, past, e.lag, s);
     s.lag = e.lag;
-    filterAdaptive(s);
+    filtered(s.adaptive, s.impulse, s.filteredAdaptive);
     qolsAdaptiveCodebookGainCoeffs_GSMAMR_16s(s.target, s.filteredAdaptive, &s.pitchGain, s.terms);
     if (e.mode == k122) {
         s.pitchGain &= ~3;
@@ -262,7 +249,7 @@ void rebuild(Encoder& e, int n, Subframe& s, Qol16s lagBefore, Qol16s index) {
     qolsAdaptiveCodebookDecode_GSMAMR_16s(index, &previous, &ltp, e.excitation + n * kSubframe,
                                           &lag, s.adaptive, static_cast<Qol16s>(n), 0, 0, 0,
                                           kRateCode[e.mode]);
-    filterAdaptive(s);
+    filtered(s.adaptive, s.impulse, s.filteredAdaptive);
 }
 
 /// Two subframes at 4.75, whose gains are quantised together.

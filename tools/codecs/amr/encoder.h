@@ -65,9 +65,7 @@ void encodeFrame(Encoder& e, const Qol16s* pcm, Frame& frame);
 /// Only the detector's verdict on the frame, with what it needs of the encoder in front of it.
 bool detectSpeech(Encoder& e, const Qol16s* pcm);
 
-// ---- gains, by file gains.cpp ----
-
-/// Signals of a subframe that the gain quantisers look at.
+/// Signals of a subframe that the searches and the gain quantisers look at.
 struct Subframe {
     Qol16s impulse[kSubframe];
     Qol16s residual[kSubframe];
@@ -80,6 +78,20 @@ struct Subframe {
     Qol16s pitchGain, codeGain;
     Qol16s limit; ///< of the pitch gain
 };
+
+// ---- adaptive codebook, by file pitch.cpp ----
+
+/// x through the response h, both of a subframe.
+void filtered(const Qol16s* x, const Qol16s* h, Qol16s* y);
+/// Finds the lag near the open-loop ones or the last, `lag`, that s.adaptive then has; returns its
+/// index. `past` begins kPastExcitation in front of the subframe, which holds the residual.
+Qol16s searchAdaptive(int mode, int n, const Qol16s* openLags, Qol16s* past, Qol16s& lag,
+                      Subframe& s);
+/// The same by the standard's saturating operators alone.
+Qol16s searchAdaptiveSaturating(int mode, int n, const Qol16s* openLags, Qol16s* past, Qol16s& lag,
+                                Subframe& s);
+
+// ---- gains, by file gains.cpp ----
 
 /// Index of the pitch gain nearest to s.pitchGain, which becomes the quantised one at 12.2.
 int quantisePitch122(Subframe& s);
