@@ -21,5 +21,6 @@ Run setUpAecScene(CLI::App& app);
 Run setUpDenoise(CLI::App& app);
 Run setUpAlc(CLI::App& app);
 Run setUpVad(CLI::App& app);
+Run setUpConformance(CLI::App& app);
 
 } // namespace qolsc::tools

@@ -31,6 +31,7 @@ constexpr Command kCommands[] = {
     {"denoise", "Suppress stationary noise of an audio file", setUpDenoise},
     {"alc", "Bring speech to a target level", setUpAlc},
     {"vad", "Tell where speech is in an audio file", setUpVad},
+    {"conformance", "Run the codecs on the standards' test sequences", setUpConformance},
 };
 
 /// CLI11 explains itself in several lines; the first sentence is the error.

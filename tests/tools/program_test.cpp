@@ -309,4 +309,43 @@ TEST_F(Program, vadTellsWhereSpeechIs) {
     expectError("qolsc vad missing.wav", {"missing.wav", "No such file"});
 }
 
+// The files of Annex A under the standard's own names, in a folder that tells the annex.
+TEST_F(Program, conformanceTakesTheUsersOwnCopy) {
+    const std::string data = qolsc::test::dataPath("g729/sequences/annexa_fixed");
+    const std::string own = at("Software/G729AnnexA/vectors");
+    std::filesystem::create_directories(own);
+    for (const auto& [ours, theirs] :
+         {std::pair{".in", "FIXED.IN"}, std::pair{".bit", "FIXED.BIT"}}) {
+        std::filesystem::copy_file(data + ours, own + "/" + theirs);
+    }
+    Octets output = readFile(data + ".pst");
+    writeFile(own + "/FIXED.PST", output);
+    const Result good = run("qolsc conformance --data Software --standard G.729");
+    EXPECT_EQ(good.code, 0) << good.err;
+    for (const char* part : {"FIXED.IN -> FIXED.BIT ", "FIXED.BIT -> FIXED.PST ", "bit-exact"}) {
+        EXPECT_NE(good.out.find(part), std::string::npos) << part;
+    }
+
+    output[2 * (80 * 7 + 5)] ^= 1; // frame 7, sample 5
+    writeFile(own + "/FIXED.PST", output);
+    const Result bad = run("qolsc conformance --data Software");
+    EXPECT_EQ(bad.code, 1);
+    EXPECT_EQ(bad.err, "qolsc: not bit-exact\n");
+    EXPECT_NE(bad.out.find("DIFFERS from frame 7, sample 5\n"), std::string::npos) << bad.out;
+}
+
+TEST_F(Program, conformanceCountsBySequence) {
+    const Result result = run("qolsc conformance --standard G.726 --standard G.722.1 --data '" +
+                              qolsc::test::dataPath("waveform") + "'");
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_NE(result.out.find("\nG.726                 56        56                0       0\n"),
+              std::string::npos)
+        << result.out;
+    EXPECT_EQ(result.out.find("G.722 "), std::string::npos);
+    expectError("qolsc conformance --data .", {"no test sequences", "--names"});
+    expectError("qolsc conformance --data nowhere", {"nowhere", "No such file"});
+    expectError("qolsc conformance", {"--data DIR"});
+    expectError("qolsc conformance --standard G.711", {"G.711", "G.722.1"});
+}
+
 } // namespace

@@ -42,6 +42,9 @@ struct CodecSettings {
     /// sample is the companded octet in the low 8 bits. Encoders always take linear samples.
     Law law = Law::linear;
     std::string detector; ///< activity detector where there are several
+    /// False: no high-pass filter in front of the encoder and no post filter behind the decoder, as
+    /// some test sequences of G.723.1 and G.728 want it. Not a choice of the program's users.
+    bool filters = true;
 };
 
 struct Codec;

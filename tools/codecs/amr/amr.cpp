@@ -2,9 +2,12 @@
 // AMR at its eight rates (3GPP TS 26.090). A decoder follows the mode of each frame.
 #include "codecs/amr/decoder.h"
 #include "codecs/amr/encoder.h"
+#include "codecs/amr/rate.h"
 #include "codecs/amr/streams.h"
 
 namespace qolsc::tools {
+
+void amr::setRate(void* encoder, int mode) { static_cast<Encoder*>(encoder)->mode = mode; }
 
 namespace {
 

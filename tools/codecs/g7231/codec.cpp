@@ -15,14 +15,16 @@ using g7231::Kind;
 constexpr std::uint8_t kUntransmitted = 3;
 
 void* openEncoder(const Codec& codec, const CodecSettings& settings) {
-    return g7231::openEncoder(codec.frameBits == 192, true, settings.dtx);
+    return g7231::openEncoder(codec.frameBits == 192, settings.filters, settings.dtx);
 }
 
 void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
     g7231::encodeFrame(encoder, pcm, frame);
 }
 
-void* openDecoder(const Codec&, const CodecSettings&) { return g7231::openDecoder(true); }
+void* openDecoder(const Codec&, const CodecSettings& settings) {
+    return g7231::openDecoder(settings.filters);
+}
 
 int decode(void* decoder, const Frame& frame, std::int16_t* pcm) {
     g7231::decodeFrame(decoder, frame, pcm);

@@ -39,8 +39,8 @@ void encode(void* encoder, const std::int16_t* pcm, int samples, Frame& frame) {
     }
 }
 
-void* openDecoder(const Codec& codec, const CodecSettings&) {
-    return new Coder{g728::openDecoder(rateOf(codec), true), bitsPerCode(codec)};
+void* openDecoder(const Codec& codec, const CodecSettings& settings) {
+    return new Coder{g728::openDecoder(rateOf(codec), settings.filters), bitsPerCode(codec)};
 }
 
 void closeDecoder(void* decoder) {
