@@ -59,12 +59,8 @@ struct Outcome {
     bool exact = false;
     std::size_t frame = 0, place = 0; ///< the first difference, and where it lies in its frame
     const char* unit = "sample";      ///< what place counts
-    bool known = false;               ///< a difference that is described in knownDifference
 };
 
 Outcome run(const Sequence& sequence);
-
-/// The frame from which on the coder is known to leave a sequence, -1 for none.
-long knownDifference(const Sequence& sequence);
 
 } // namespace qolsc::tools::conformance
