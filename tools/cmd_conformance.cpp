@@ -92,10 +92,8 @@ bool printSummary(const std::vector<Counts>& all) {
     bool good = true;
     std::printf("\n%-14s %9s %9s %7s\n", "standard", "sequences", "bit-exact", "differs");
     for (const Counts& c : all) {
-        std::printf("%-14s %9d %9d %7d
-                    ", c.standard.c_str(), c.sequences, c.exact,
-                    c.sequences -
-                    c.exact);
+        std::printf("%-14s %9d %9d %7d\n", c.standard.c_str(), c.sequences, c.exact,
+                    c.sequences - c.exact);
         good = good && c.sequences == c.exact;
     }
     std::printf("\nOn a copy of one's own: qolsc conformance --data DIR; the names of its files: "
