@@ -6,6 +6,7 @@
 #include "entry/checks.h"
 #include "entry/entries.h"
 #include "numeric/rules.h"
+#include "vector/simd.h"
 #include "vector/vector.h"
 
 #include <array>
@@ -15,6 +16,7 @@
 namespace qolsc {
 
 using namespace noise;
+using namespace simd;
 
 namespace {
 
@@ -123,72 +125,110 @@ void setInitialValues(State& s, Qol32s sampleFreq) {
 /// Ratio of the frame to the noise in each bin, 1 to 32767.
 Qol64f clampRatio(Qol64f x) { return x < 1.0 ? 1.0 : x > kMostRatio ? kMostRatio : x; }
 
+/// The same of four bins.
+d256 clampRatio(d256 x) { return mind(splatd(kMostRatio), maxd(splatd(1.0), x)); }
+d256 ratios(const State& s, int k) {
+    return clampRatio(muld(loadd(s.framePower + k), loadd(s.invNoise + k)));
+}
+
+/// Bins 0 to 63 in fours, then the last one.
 void gainsOfLowLevels(State& s, Qol32f* g) {
-    for (int k = 0; k < kBins; ++k) {
-        const Qol64f snr = clampRatio(s.framePower[k] * s.invNoise[k]);
-        s.snrState[k] = static_cast<Qol32f>((s.snrState[k] + snr) * 0.5);
-        const auto gain = static_cast<Qol32f>(s.snrState[k] * static_cast<Qol64f>(s.gainScale));
-        const Qol32f floor = k < 3 ? s.floorLow : s.floorHigh;
-        const Qol32f raised = gain < floor ? floor : gain;
-        g[k] = raised > 1.0f ? 1.0f : raised;
+    constexpr int kLast = kBins - 1;
+    const d256 scale = splatd(static_cast<Qol64f>(s.gainScale));
+    __m128 floor = _mm_setr_ps(s.floorLow, s.floorLow, s.floorLow, s.floorHigh);
+    for (int k = 0; k < kLast; k += 4) {
+        const d256 mean = muld(addd(loadd(s.snrState + k), ratios(s, k)), splatd(0.5));
+        const d256 state = _mm256_cvtps_pd(_mm256_cvtpd_ps(mean));
+        stored(s.snrState + k, state);
+        const __m128 raised = _mm_max_ps(floor, _mm256_cvtpd_ps(muld(state, scale)));
+        _mm_storeu_ps(g + k, _mm_min_ps(_mm_set1_ps(1.0f), raised));
+        floor = _mm_set1_ps(s.floorHigh);
     }
+    const Qol64f snr = clampRatio(s.framePower[kLast] * s.invNoise[kLast]);
+    s.snrState[kLast] = static_cast<Qol32f>((s.snrState[kLast] + snr) * 0.5);
+    const auto gain = static_cast<Qol32f>(s.snrState[kLast] * static_cast<Qol64f>(s.gainScale));
+    const Qol32f raised = gain < s.floorHigh ? s.floorHigh : gain;
+    g[kLast] = raised > 1.0f ? 1.0f : raised;
+}
+
+/// Smoothed ratio of each bin and, from the first one's sum, the mean over all.
+void followRatios(State& s) {
+    constexpr int kLast = kBins - 1;
+    constexpr Qol64f kMostShare = 2048.0;
+    d256 sum = splatd(0);
+    for (int k = 0; k < kLast; k += 4) {
+        const d256 state =
+            addd(muld(splatd(0.12), loadd(s.snrState + k)), muld(ratios(s, k), splatd(0.88)));
+        stored(s.snrState + k, state);
+        sum = addd(sum, mind(splatd(kMostShare), state));
+    }
+    Qol64f& last = s.snrState[kLast];
+    last = 0.12 * last + clampRatio(s.framePower[kLast] * s.invNoise[kLast]) * 0.88;
+    const Qol64f m = sumd(sum) + (last < kMostShare ? last : kMostShare);
+    s.meanSnr = 0.98 * m / kBins + 0.02 * s.meanSnr;
 }
 
 void gainsOfHighLevel(State& s, Qol32f* g) {
-    Qol64f rolled[kBins], m = 0;
+    constexpr int kLast = kBins - 1;
+    Qol64f rolled[kBins];
     rollingSum(s.framePower, rolled, s.rollLen);
-    for (int k = 0; k < kBins; ++k) {
-        s.snrState[k] = 0.12 * s.snrState[k] + clampRatio(s.framePower[k] * s.invNoise[k]) * 0.88;
-        m += s.snrState[k] < 2048.0 ? s.snrState[k] : 2048.0;
+    followRatios(s);
+    const d256 mean = splatd(s.meanSnr), scale = splatd(static_cast<Qol64f>(s.gainScale));
+    for (int k = 0; k < kLast; k += 4) {
+        const d256 b = clampRatio(muld(loadd(rolled + k), loadd(s.invNoiseRoll + k)));
+        const __m128 state =
+            _mm_add_ps(_mm_mul_ps(_mm_set1_ps(0.12f), _mm_loadu_ps(s.gainState + k)),
+                       _mm256_cvtpd_ps(muld(b, splatd(0.88))));
+        _mm_storeu_ps(s.gainState + k, state);
+        const d256 gain = muld(muld(addd(_mm256_cvtps_pd(state), mean), scale), splatd(0.5));
+        _mm_storeu_ps(g + k, _mm_min_ps(_mm_set1_ps(1.0f), _mm256_cvtpd_ps(gain)));
     }
-    s.meanSnr = 0.98 * m / kBins + 0.02 * s.meanSnr;
-    for (int k = 0; k < kBins; ++k) {
-        const Qol64f b = clampRatio(rolled[k] * s.invNoiseRoll[k]) * 0.88;
-        s.gainState[k] = 0.12f * s.gainState[k] + static_cast<Qol32f>(b);
-        const auto gain = static_cast<Qol32f>((s.gainState[k] + s.meanSnr) * s.gainScale * 0.5);
-        g[k] = gain > 1.0f ? 1.0f : gain;
-    }
+    const Qol64f b = clampRatio(rolled[kLast] * s.invNoiseRoll[kLast]) * 0.88;
+    Qol32f& state = s.gainState[kLast];
+    state = 0.12f * state + static_cast<Qol32f>(b);
+    const auto gain = static_cast<Qol32f>((state + s.meanSnr) * s.gainScale * 0.5);
+    g[kLast] = gain > 1.0f ? 1.0f : gain;
 }
 
 void keepLeastGain(State& s, const Qol32f* g) {
-    Qol32f least = g[3];
-    for (int k = 4; k < kBins - 1; ++k) {
-        least = g[k] < least ? g[k] : least;
-    }
     std::memmove(s.minGain, s.minGain + 1, 3 * sizeof *s.minGain);
-    s.minGain[3] = least;
+    qolsMin_32f(g + 3, kBins - 4, &s.minGain[3]);
+}
+
+/// The overlap moves on by a block and takes in a windowed part; small values become 0 but at
+/// level 4.
+void addOverlap(State& s, const Qol32f* part) {
+    const bool low = s.level == 3 || s.level == 4;
+    const Qol32f* w = (low ? ec_isbf_hann64_32f_low : ec_isbf_hann64_32f).data();
+    const f256 least = splatf(s.level == 4 ? 0.0f : 0.5f), sign = splatf(-0.0f);
+    for (int i = 0; i < kOverlap; i += 8) {
+        const f256 before = i < kOverlap - kBlock ? loadf(s.overlap + i + kBlock) : zerof();
+        const f256 v = addf(before, mulf(loadf(part + i), loadf(w + i)));
+        const f256 limited = maxf(splatf(-32768.0f), minf(splatf(32767.0f), v));
+        const f256 kept = _mm256_cmp_ps(_mm256_andnot_ps(sign, limited), least, _CMP_NLT_UQ);
+        storef(s.overlap + i, _mm256_and_ps(limited, kept));
+    }
+    if (s.level == 4) {
+        qolsThreshold_LTAbs_32f(s.overlap, s.overlap, kOverlap, 0.05f);
+    }
 }
 
 /// The block's share of the output goes into `overlap`; block is the output array as the caller
 /// left it.
 void spectralStage(State& s, const Qol32f* block) {
-    std::memmove(s.overlap, s.overlap + kBlock, (kOverlap - kBlock) * sizeof *s.overlap);
-    std::memset(s.overlap + kOverlap - kBlock, 0, kBlock * sizeof *s.overlap);
-    const Qol32f* part = s.frame;
     if (s.historyCount < kFrame) {
         std::memmove(s.frame, s.frame + kBlock, (kFrame - kBlock) * sizeof *s.frame);
         std::memcpy(s.frame + kFrame - kBlock, block, kBlock * sizeof *s.frame);
-    } else {
-        Qol32f g[kBins];
-        (s.level == 4 ? gainsOfHighLevel : gainsOfLowLevels)(s, g);
-        for (int k = 0; k < kBins; ++k) {
-            s.spectrum[k].re *= g[k];
-            s.spectrum[k].im *= g[k];
-        }
-        keepLeastGain(s, g);
-        qolsFFTInv_CCSToR_32f(&s.spectrum[0].re, s.frame, s.pFFTSpec, s.pFFTWork);
-        part = s.frame + kOverlap;
+        addOverlap(s, s.frame);
+        return;
     }
-    const bool low = s.level == 3 || s.level == 4;
-    const Qol32f* w = (low ? ec_isbf_hann64_32f_low : ec_isbf_hann64_32f).data();
-    for (int i = 0; i < kOverlap; ++i) {
-        const Qol32f v = s.overlap[i] + part[i] * w[i];
-        const Qol32f limited = v > 32767.0f ? 32767.0f : v < -32768.0f ? -32768.0f : v;
-        s.overlap[i] = s.level != 4 && limited > -0.5f && limited < 0.5f ? 0.0f : limited;
-    }
-    if (s.level == 4) {
-        qolsThreshold_LTAbs_32f(s.overlap, s.overlap, kOverlap, 0.05f);
-    }
+    Qol32f g[kBins];
+    (s.level == 4 ? gainsOfHighLevel : gainsOfLowLevels)(s, g);
+    qolsMul_32f32fc(g, s.spectrum, s.spectrum, kBins);
+    s.isTransformed = 0;
+    keepLeastGain(s, g);
+    qolsFFTInv_CCSToR_32f(&s.spectrum[0].re, s.frame, s.pFFTSpec, s.pFFTWork);
+    addOverlap(s, s.frame + kOverlap);
 }
 
 /// Smoothing over time, stronger the deeper the filter cuts; eight samples of delay.
@@ -206,13 +246,15 @@ void smoothStage(State& s, Qol32f* pDst) {
         std::memcpy(pDst, s.smoothDelay + 8, kBlock * sizeof *pDst);
         return;
     }
-    for (int i = 0; i < kBlock; ++i) {
-        Qol32f sum = 0;
-        for (int j = 0; j <= 2 * t; ++j) {
-            sum += s.ppSmoothKernel[t][j] * s.smoothDelay[8 - t + i + j];
-        }
-        pDst[i] = sum;
+    f256 low = zerof(), high = low;
+    for (int j = 0; j <= 2 * t; ++j) {
+        const f256 c = splatf(s.ppSmoothKernel[t][j]);
+        const Qol32f* x = s.smoothDelay + 8 - t + j;
+        low = addf(low, mulf(c, loadf(x)));
+        high = addf(high, mulf(c, loadf(x + 8)));
     }
+    storef(pDst, low);
+    storef(pDst + 8, high);
 }
 
 void scaleBlock(Qol32f* x, int len, Qol32f gain) {
@@ -254,9 +296,10 @@ void burstGate(State& s, Qol32f* pDst) {
     }
     for (int half = 0; half < 2; ++half) {
         Qol32f* y = pDst + 8 * half;
-        const auto before =
-            static_cast<Qol32f>(meanSquare(s.pHistory + s.historyCount - 48 + 8 * half, 8));
-        const auto after = static_cast<Qol32f>(meanSquare(y, 8));
+        Qol32f row[8];
+        const Qol32f* x = newest(s, 8, 40 - 8 * half, row);
+        const auto before = static_cast<Qol32f>(energyOf(x, 8) / 8);
+        const auto after = static_cast<Qol32f>(energyOf(y, 8) / 8);
         s.delayedLevel = s.alphaLevel * s.delayedLevel + s.betaLevel * before;
         s.outLevel = s.alphaLevel * s.outLevel + s.betaLevel * after;
         if (s.startCount < 1 && s.fadeCount < 1 && s.delayedLevel > 2.3f * s.outLevel) {
@@ -270,8 +313,10 @@ void updateNoise(State& s, bool update) {
     if (s.historyCount < kFrame) {
         return;
     }
-    const Qol32f* end = s.pHistory + s.historyCount;
-    transformFrame(s, end - kFrame);
+    Qol32f row[kMostWindow];
+    if (!s.isTransformed) {
+        transformFrame(s, newest(s, kFrame, 0, row));
+    }
     if (!update) {
         return;
     }
@@ -279,14 +324,14 @@ void updateNoise(State& s, bool update) {
     s.calibrated = 1;
     s.startCount = 0;
     const Qol32s n = s.historyCount < s.shortWindow ? kFrame : s.shortWindow;
-    const Qol64f power = meanSquare(end - n, n);
+    const Qol64f power = energyOf(newest(s, n, 0, row), n) / n;
     s.noiseLevel = power > 1.0 ? power : 1.0;
     chooseLevel(s, s.noiseLevel);
 }
 
 void filterBlock(State& s, const Qol32f* pSrc, Qol32f* pDst, Qol32s updateMode) {
     if (updateMode != -1) {
-        takeIn(s.pHistory, s.historyCap, s.historyCount, pSrc);
+        takeIn(s, pSrc);
     }
     updateNoise(s, updateMode == 1);
     if (s.gainScale > 0) {
@@ -301,29 +346,18 @@ void filterBlock(State& s, const Qol32f* pSrc, Qol32f* pDst, Qol32s updateMode) 
 
 namespace noise {
 
-void takeIn(Qol32f* history, Qol32s cap, Qol32s& count, const Qol32f* x) {
-    const Qol32s beyond = count + kBlock - cap;
-    if (beyond > 0) {
-        std::memmove(history, history + beyond,
-                     static_cast<std::size_t>(count - beyond) * sizeof *history);
-        count -= beyond;
-    }
-    std::memcpy(history + count, x, kBlock * sizeof *history);
-    count += kBlock;
-}
-
-Qol64f meanSquare(const Qol32f* x, Qol32s len) {
-    Qol64f sum = 0;
-    qolsDotProd_32f64f(x, x, len, &sum);
-    return sum / len;
-}
-
 void transformFrame(State& s, const Qol32f* x) {
     qolsFFTFwd_RToCCS_32f(x, &s.spectrum[0].re, s.pFFTSpec, s.pFFTWork);
-    for (int k = 0; k < kBins; ++k) {
-        const Qol64f re = s.spectrum[k].re, im = s.spectrum[k].im;
-        s.framePower[k] = re * re + im * im;
+    const Qol32f* bins = &s.spectrum[0].re;
+    for (int k = 0; k < kBins - 1; k += 4) {
+        const d256 a = widened(bins + 2 * k), b = widened(bins + 2 * k + 4);
+        const d256 low = _mm256_permute2f128_pd(muld(a, a), muld(b, b), 0x20),
+                   high = _mm256_permute2f128_pd(muld(a, a), muld(b, b), 0x31);
+        stored(s.framePower + k,
+               addd(_mm256_unpacklo_pd(low, high), _mm256_unpackhi_pd(low, high)));
     }
+    const Qol64f re = s.spectrum[kBins - 1].re, im = s.spectrum[kBins - 1].im;
+    s.framePower[kBins - 1] = re * re + im * im;
 }
 
 void setNoiseReference(State& s) {
@@ -366,15 +400,16 @@ bool applyLevel(State& s, Qol32s level) {
 }
 
 void rollingSum(const Qol64f* src, Qol64f* dst, Qol32s n) {
-    Qol64f sum = 0;
-    for (int i = 0; i < n; ++i) {
-        sum += src[i];
+    const int whole = kBins + 1 - n;
+    for (int i = 0; i < whole; i += 4) {
+        const int k = i + 4 <= whole ? i : whole - 4;
+        d256 sum = loadd(src + k);
+        for (int j = 1; j < n; ++j) {
+            sum = addd(sum, loadd(src + k + j));
+        }
+        stored(dst + k, sum);
     }
-    dst[0] = sum;
-    for (int i = 1; i <= kBins - n; ++i) {
-        dst[i] = dst[i - 1] + src[i + n - 1] - src[i - 1];
-    }
-    for (int i = kBins - 1; i > kBins - n; --i) {
+    for (int i = kBins - 1; i >= whole; --i) {
         dst[i] = dst[i + 1 - n];
     }
 }

@@ -9,7 +9,7 @@ struct QolsFilterNoiseState_EC_32f {
     qolsc::QolsFFTSpec_R_32f* pFFTSpec;
     Qol8u* pFFTWork;
     Qol32f* ppSmoothKernel[9]; // kernels of length 2 k + 1
-    Qol32f* pHistory;          // newest samples of the signal
+    Qol32f* pHistory;          // newest samples of the signal, in a ring that ends at historyEnd
     Qol32f* pHistory2;         // newest samples of the moderate detector's second signal
     Qol64f noisePower[65], invNoise[65], invNoiseRoll[65], framePower[65], snrState[65];
     Qol32fc spectrum[65];
@@ -43,6 +43,10 @@ struct QolsFilterNoiseState_EC_32f {
     Qol32f overRatio;
     Qol32s level, smoothMode;
     Qol32s secondPower, firstPower, secondFactor, noiseFactor; // moderate detector
+    Qol32s historyEnd;              // place of the next sample in the ring
+    Qol16s blocksToSum;             // until the sums are taken anew
+    Qol16s isTransformed;           // 1 while spectrum and framePower are those of the newest frame
+    Qol64f shortEnergy, longEnergy; // sums of squares over shortWindow and over all that is held
 };
 
 namespace qolsc::noise {
@@ -50,13 +54,17 @@ namespace qolsc::noise {
 using State = QolsFilterNoiseState_EC_32f;
 
 inline constexpr int kBlock = 16, kFrame = 128, kBins = 65;
+inline constexpr int kMostWindow = 512; // shortWindow at 32 kHz
 inline constexpr int kFixedBytes = 4992;
 static_assert(sizeof(State) <= kFixedBytes);
 
-/// Appends a block to a history of cap samples; a full one gives up its oldest.
-void takeIn(Qol32f* history, Qol32s cap, Qol32s& count, const Qol32f* x);
-/// Sum of len squares over len, in double.
-Qol64f meanSquare(const Qol32f* x, Qol32s len);
+/// Appends a block to the history, a full one gives up its oldest, and keeps the energies.
+void takeIn(State& s, const Qol32f* x);
+/// The len samples, kMostWindow at the most, that end `back` samples before the newest; where they
+/// don't lie in a row they are copied to `row`.
+const Qol32f* newest(const State& s, Qol32s len, Qol32s back, Qol32f* row);
+/// Sum of len squares, in double; len is a multiple of 4.
+Qol64f energyOf(const Qol32f* x, Qol32s len);
 /// 128 samples to `spectrum` and `framePower`, without a window.
 void transformFrame(State& s, const Qol32f* x);
 /// framePower becomes the noise reference.
@@ -65,7 +73,7 @@ void setNoiseReference(State& s);
 void chooseLevel(State& s, Qol64f power);
 /// Row of the level's table; false for a level outside 0..5, which the record keeps all the same.
 bool applyLevel(State& s, Qol32s level);
-/// Running sums of n bins; behind the last whole one the sums repeat backwards.
+/// Sums of n neighbouring bins; behind the last whole one the sums repeat backwards.
 void rollingSum(const Qol64f* src, Qol64f* dst, Qol32s n);
 
 } // namespace qolsc::noise

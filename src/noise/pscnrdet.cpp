@@ -5,10 +5,15 @@
 #include "entry/entries.h"
 #include "noise/pscnr.h"
 #include "numeric/rules.h"
+#include "vector/simd.h"
+
+#include <bit>
+#include <cstring>
 
 namespace qolsc {
 
 using namespace noise;
+using namespace simd;
 
 namespace {
 
@@ -23,32 +28,41 @@ void setLimits(State& s, bool inner) {
     s.zcrLimit = narrow ? (inner ? 42 : 21) : (inner ? 21 : 7);
 }
 
+/// len is a multiple of 4.
 Qol32f followMean(Qol32f dc, const Qol32f* x, Qol32s len) {
-    Qol64f sum = 0;
-    for (Qol32s i = 0; i < len; ++i) {
-        sum += x[i];
+    d256 sum = splatd(0);
+    for (Qol32s i = 0; i < len; i += 4) {
+        sum = addd(sum, widened(x + i));
     }
-    return static_cast<Qol32f>(0.045 * (sum / len) + 0.955 * static_cast<Qol64f>(dc));
+    return static_cast<Qol32f>(0.045 * (sumd(sum) / len) + 0.955 * static_cast<Qol64f>(dc));
+}
+
+/// Bit n is set where x[n] and x[n - 1], less dc, differ in sign; x has 8 elements from x[0] on.
+unsigned signChangeMask(const Qol32f* x, f256 dc) {
+    const f256 product = mulf(subf(loadf(x), dc), subf(loadf(x - 1), dc));
+    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(product, zerof(), _CMP_LT_OQ)));
 }
 
 int signChanges(const Qol32f* x, Qol32s len, Qol32f dc) {
+    const f256 d = splatf(dc);
     int n = 0;
-    for (Qol32s i = 1; i < len; ++i) {
-        n += (x[i] - dc) * (x[i - 1] - dc) < 0;
+    Qol32s i = 1;
+    for (; i + 8 <= len; i += 8) {
+        n += std::popcount(signChangeMask(x + i, d));
     }
-    return n;
+    // The last eight, without those that were counted.
+    return n + std::popcount(signChangeMask(x + len - 8, d) >> (8 - (len - i)));
 }
 
 /// Changes of direction along the spectrum; a fall of less than a hundredth counts as none.
 int slopeChanges(const Qol64f* power) {
-    int n = 0;
-    bool rising = true;
-    for (int k = 1; k < kBins; ++k) {
-        const bool now = 0.99 * power[k] >= power[k - 1];
-        n += now != rising;
-        rising = now;
+    Qol64u rising = 0; // bit k - 1: from bin k - 1 to k
+    for (int k = 1; k < kBins; k += 4) {
+        const d256 now = muld(splatd(0.99), loadd(power + k));
+        const int mask = _mm256_movemask_pd(_mm256_cmp_pd(now, loadd(power + k - 1), _CMP_GE_OQ));
+        rising |= static_cast<Qol64u>(mask) << (k - 1);
     }
-    return n;
+    return std::popcount(rising ^ (rising << 1 | 1));
 }
 
 struct Band {
@@ -56,20 +70,48 @@ struct Band {
     Qol64f peak; // a whole number
 };
 
-/// Mean of a band, and its largest running sum over the mean one.
-Band measureBand(const State& s, int b, const Qol64f* power) {
-    const Qol32s length = s.bandLen[b], w = length > s.slideLen ? s.slideLen : length - 1;
-    Qol64f slide = 0, total = 0, most = 0, sum = 0;
-    for (Qol32s i = 0; i < length; ++i) {
-        total += power[i];
-        slide += power[i] - (i >= w ? power[i - w] : 0.0);
-        if (i >= w - 1) {
-            most = slide > most ? slide : most;
-            sum += slide;
-        }
+/// The upper n of four lanes, others 0.
+d256 upperLanes(d256 v, Qol32s n) {
+    alignas(32) static constexpr Qol64s kMasks[8] = {0, 0, 0, 0, -1, -1, -1, -1};
+    return _mm256_and_pd(
+        v, _mm256_castsi256_pd(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(kMasks + n))));
+}
+
+/// Largest value and sum of len >= 4 elements that at(i) gives in fours from i on.
+struct Extent {
+    Qol64f most, sum;
+};
+template <typename At>
+Extent extentOf(At at, Qol32s len) {
+    d256 most = splatd(0), sum = most;
+    Qol32s i = 0;
+    for (; i + 4 <= len; i += 4) {
+        const d256 v = at(i);
+        most = maxd(v, most);
+        sum = addd(sum, v);
     }
-    const Qol64f ratio = most * (length - s.slideLen) / (sum + 1.0);
-    return {(total + 1.0) * s.bandInv[b],
+    const d256 last = at(len - 4);
+    most = maxd(last, most);
+    sum = addd(sum, upperLanes(last, len - i));
+    const __m128d m = _mm_max_pd(_mm256_castpd256_pd128(most), _mm256_extractf128_pd(most, 1));
+    return {_mm_cvtsd_f64(_mm_max_sd(m, _mm_unpackhi_pd(m, m))), sumd(sum)};
+}
+
+/// Mean of a band, and its largest running sum of slideLen bins over the mean one.
+Band measureBand(const State& s, int b, const Qol64f* power) {
+    const Qol32s length = s.bandLen[b], w = s.slideLen;
+    const Extent slides = extentOf(
+        [power, w](Qol32s i) {
+            d256 sum = loadd(power + i);
+            for (Qol32s j = 1; j < w; ++j) {
+                sum = addd(sum, loadd(power + i + j));
+            }
+            return sum;
+        },
+        length - w + 1);
+    const Extent bins = extentOf([power](Qol32s i) { return loadd(power + i); }, length);
+    const Qol64f ratio = slides.most * (length - w) / (slides.sum + 1.0);
+    return {(bins.sum + 1.0) * s.bandInv[b],
             ratio < 1e9 ? static_cast<Qol64f>(static_cast<Qol64s>(ratio)) : 1e9};
 }
 
@@ -86,6 +128,7 @@ bool looksLikeNoise(State& s, const Qol32f* x, Qol32s limit, bool moderate) {
     constexpr int kManySlopes = 24;
     const Qol32s len = s.shortWindow;
     transformFrame(s, x);
+    s.isTransformed = len == kFrame;
     bool flat = isFlat(s);
     const int slopes = slopeChanges(s.framePower), crossings = signChanges(x, len, 0);
     if (slopes > kManySlopes && crossings > limit) {
@@ -145,7 +188,8 @@ bool detect(State& s, bool moderate, Qol64f shortPower, Qol64f longPower) {
     if (s.historyCount < s.shortWindow) {
         return false;
     }
-    const Qol32f* x = s.pHistory + s.historyCount - s.shortWindow;
+    Qol32f row[kMostWindow];
+    const Qol32f* x = newest(s, s.shortWindow, 0, row);
     if (!looksLikeNoise(s, x, s.zcrLimit, moderate)) {
         resetRun(s);
         return false;
@@ -169,14 +213,12 @@ struct Powers {
     Qol64f shortTerm, longTerm;
 };
 
+/// While less than the long window is held both are the power of all that is.
 Powers measure(State& s) {
-    const Qol32f* end = s.pHistory + s.historyCount;
     Powers p;
-    if (s.historyCount < s.longWindow) {
-        p.shortTerm = p.longTerm = atLeastOne(meanSquare(s.pHistory, s.historyCount));
-    } else {
-        p = {atLeastOne(meanSquare(end - s.shortWindow, s.shortWindow)),
-             atLeastOne(meanSquare(end - s.longWindow, s.longWindow))};
+    p.longTerm = p.shortTerm = atLeastOne(s.longEnergy / s.historyCount);
+    if (s.historyCount == s.longWindow) {
+        p.shortTerm = atLeastOne(s.shortEnergy / s.shortWindow);
     }
     s.frameLevel = static_cast<Qol32f>(0.8 * p.shortTerm + 0.2 * static_cast<Qol64f>(s.frameLevel));
     return p;
@@ -192,6 +234,17 @@ Qol64s halfPower(const Qol32f* x) {
         sum += v * v;
     }
     return sum >> 3;
+}
+
+/// The second signal's history, whose newest sample is the last one held.
+void takeInSecond(State& s, const Qol32f* x) {
+    if (const Qol32s beyond = s.history2Count + kBlock - s.history2Cap; beyond > 0) {
+        s.history2Count -= beyond;
+        std::memmove(s.pHistory2, s.pHistory2 + beyond,
+                     static_cast<std::size_t>(s.history2Count) * sizeof *x);
+    }
+    std::memcpy(s.pHistory2 + s.history2Count, x, kBlock * sizeof *x);
+    s.history2Count += kBlock;
 }
 
 /// Both signals' short powers; true when the second one is strong beside the first, and the first
@@ -223,7 +276,7 @@ QolStatus qolsFilterNoiseDetect_EC_32f64f(const Qol32f* pSrc, Qol64f* pNoisePowe
         return qolStsNullPtrErr;
     }
     State& s = *pState;
-    takeIn(s.pHistory, s.historyCap, s.historyCount, pSrc);
+    takeIn(s, pSrc);
     const Powers p = measure(s);
     const bool detected = detect(s, false, p.shortTerm, p.longTerm);
     report(s, detected, pNoisePower, pDC, pDetect);
@@ -238,8 +291,8 @@ QolStatus qolsFilterNoiseDetectModerate_EC_32f64f(const Qol32f* pSrc, const Qol3
         return qolStsNullPtrErr;
     }
     State& s = *pState;
-    takeIn(s.pHistory, s.historyCap, s.historyCount, pSrc);
-    takeIn(s.pHistory2, s.history2Cap, s.history2Count, pSrc2);
+    takeIn(s, pSrc);
+    takeInSecond(s, pSrc2);
     const Powers p = measure(s);
     const bool moderate = isModerate(s, pSrc, pSrc2);
     const bool detected = detect(s, moderate, p.shortTerm, p.longTerm);

@@ -12,8 +12,6 @@ using namespace simd;
 
 namespace {
 
-d256 widened(const Qol32f* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
-
 /// Polynomial of x, coefficients from the highest power down.
 template <int N>
 d256 horner(const Qol64f (&c)[N], d256 x) {

@@ -30,8 +30,6 @@ V sumBlocks(V start, Add add, Term term, int len, const S*... pSrc) {
     return add(add(a, b), add(c, d));
 }
 
-d256 widened(const Qol32f* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
-
 /// Sum of a 64-bit lane pair per 32-bit unsigned lane.
 i128 addUnsigned32(i128 sum, i128 v) {
     return add64(sum, add64(_mm_unpacklo_epi32(v, zero()), _mm_unpackhi_epi32(v, zero())));

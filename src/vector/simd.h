@@ -68,12 +68,19 @@ inline f256 zerof() { return _mm256_setzero_ps(); }
 inline f256 addf(f256 a, f256 b) { return _mm256_add_ps(a, b); }
 inline f256 subf(f256 a, f256 b) { return _mm256_sub_ps(a, b); }
 inline f256 mulf(f256 a, f256 b) { return _mm256_mul_ps(a, b); }
+/// The least or greatest of two; b where either is no number.
+inline f256 minf(f256 a, f256 b) { return _mm256_min_ps(a, b); }
+inline f256 maxf(f256 a, f256 b) { return _mm256_max_ps(a, b); }
 
 inline d256 loadd(const Qol64f* p) { return _mm256_loadu_pd(p); }
 inline void stored(Qol64f* p, d256 v) { _mm256_storeu_pd(p, v); }
 inline d256 splatd(Qol64f v) { return _mm256_set1_pd(v); }
 inline d256 addd(d256 a, d256 b) { return _mm256_add_pd(a, b); }
 inline d256 muld(d256 a, d256 b) { return _mm256_mul_pd(a, b); }
+inline d256 mind(d256 a, d256 b) { return _mm256_min_pd(a, b); }
+inline d256 maxd(d256 a, d256 b) { return _mm256_max_pd(a, b); }
+/// Four floats as doubles.
+inline d256 widened(const Qol32f* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
 
 /// The eight lanes in falling order.
 inline f256 reversef(f256 v) {

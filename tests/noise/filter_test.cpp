@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
@@ -91,6 +92,91 @@ TEST(NoiseFilter, InPlaceIsTheSameButForTheStart) {
             EXPECT_EQ(b.state->started, 1);
         }
     }
+}
+
+TEST(NoiseFilter, HistoryAndEnergiesAreThoseOfTheNewestSamples) {
+    for (const int rate : {8000, 16000, 22050, 32000}) {
+        Filter f = made(rate, 2);
+        Random r;
+        Floats all;
+        const auto cap = static_cast<std::size_t>(f.state->historyCap),
+                   window = static_cast<std::size_t>(f.state->shortWindow);
+        for (int block = 0; block < 1200; ++block) {
+            // No whole numbers, and a fall of 100 dB.
+            const Floats x = noisef(r, 16, block < 600 ? 30000 : 0.3);
+            all.insert(all.end(), x.begin(), x.end());
+            qolsc::noise::takeIn(*f.state, x.data());
+            const std::size_t held = std::min(all.size(), cap);
+            ASSERT_EQ(static_cast<std::size_t>(f.state->historyCount), held);
+            double energy = 0, newest = 0;
+            for (std::size_t i = 0; i < held; ++i) {
+                const double v = all[all.size() - 1 - i];
+                energy += v * v;
+                newest += i < window ? v * v : 0;
+            }
+            const double most = cap * 9e8;
+            ASSERT_NEAR(f.state->longEnergy, energy, 1e-13 * most) << rate << ", block " << block;
+            ASSERT_NEAR(f.state->shortEnergy, newest, 1e-13 * most) << rate << ", block " << block;
+            const auto back = static_cast<std::size_t>(block % 5 * 8);
+            if (all.size() >= window + back) {
+                Floats row(512);
+                const Qol32f* p = qolsc::noise::newest(*f.state, static_cast<Qol32s>(window),
+                                                       static_cast<Qol32s>(back), row.data());
+                ASSERT_TRUE(std::equal(p, p + window, all.end() - static_cast<long>(window + back)))
+                    << rate << ", block " << block;
+            }
+        }
+    }
+}
+
+TEST(NoiseFilter, DetectorsSpectrumServesTheFilter) {
+    for (const int rate : {8000, 16000}) {
+        Filter a = made(rate, 3), b = made(rate, 3);
+        Random r;
+        for (int block = 0; block < 400; ++block) {
+            Floats x = noisef(r, 16, block % 100 < 50 ? 300 : 9000), y = x;
+            Qol64f power;
+            Qol32f dc;
+            Qol32s taken;
+            qolsFilterNoiseDetect_EC_32f64f(x.data(), &power, &dc, &taken, a.state);
+            qolsFilterNoiseDetect_EC_32f64f(x.data(), &power, &dc, &taken, b.state);
+            b.state->isTransformed = 0;
+            const Qol32s update = block % 9 == 0 ? 0 : -1;
+            qolsFilterNoise_EC_32f_I(x.data(), update, a.state);
+            qolsFilterNoise_EC_32f_I(y.data(), update, b.state);
+            ASSERT_EQ(x, y) << rate << ", block " << block;
+        }
+    }
+}
+
+/// Seconds until the detector takes the first frame of a noise; 0 when it takes none in 4 s.
+double firstNoise(int rate, double pole) {
+    Filter f = made(rate, 2);
+    Random r;
+    double low = 0;
+    for (int block = 0; block < 4 * rate / 16; ++block) {
+        Qol32f x[16], dc;
+        for (Qol32f& v : x) {
+            low = pole * low + uniformReal(r, -300, 300);
+            v = static_cast<Qol32f>(low);
+        }
+        Qol64f power;
+        Qol32s taken;
+        qolsFilterNoiseDetect_EC_32f64f(x, &power, &dc, &taken, f.state);
+        if (taken) {
+            return (block + 1) * 16.0 / rate;
+        }
+    }
+    return 0;
+}
+
+// The detector's bound on sign changes, 56 in 128 samples at 8 kHz and 28 in 256 at 16 kHz, lies
+// below those of white noise, about half the samples; room and car noise has fewer.
+TEST(NoiseDetector, TakesNoiseOfLowFrequencies) {
+    for (const int rate : {8000, 16000, 22050, 32000}) {
+        EXPECT_GT(firstNoise(rate, 0.95), 0) << rate;
+    }
+    EXPECT_EQ(firstNoise(16000, 0), 0);
 }
 
 } // namespace
