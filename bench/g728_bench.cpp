@@ -6,6 +6,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <cmath>
+
 namespace {
 
 using namespace qolsc::test;
@@ -34,6 +37,27 @@ void searchPlain(benchmark::State& state) {
 }
 BENCHMARK(searchLanes);
 BENCHMARK(searchPlain);
+
+/// The long recursion of a decaying correlation, and the short one.
+template <int Start, int End>
+void recursion(benchmark::State& state) {
+    Qol16s r[End + 1], rc, energy, scale;
+    for (int k = 0; k <= End; ++k) {
+        const double lag = k;
+        r[k] = static_cast<Qol16s>(20000 * std::exp(-0.03 * lag) * std::cos(0.4 * lag) +
+                                   (k == 0 ? 200 : 0));
+    }
+    Qol16s first[End];
+    qolsLevinsonDurbin_G728_16s_Sfs(r, Start, first, &rc, &energy, &scale);
+    for (auto _ : state) {
+        Qol16s a[End], e = energy, s = scale;
+        std::copy_n(first, Start, a);
+        benchmark::DoNotOptimize(qolsLevinsonDurbin_G728_16s_ISfs(r, Start, End, a, &e, &s));
+        benchmark::DoNotOptimize(a);
+    }
+}
+BENCHMARK(recursion<10, 50>)->Name("recursion10to50");
+BENCHMARK(recursion<1, 10>)->Name("recursion1to10");
 
 /// Items are samples: items a second over 8000 is the factor of real time.
 void encoder(benchmark::State& state) {

@@ -100,8 +100,8 @@ struct Solution {
     alignas(16) Qol16s backward[8 * kVectors];
 };
 
-/// The sum of products of the backward coefficients with the correlation from lag 1 on, exact: the
-/// low halves of the sums of pairs wrap, their upper bits in units of 32 tell how often.
+/// The sum of products of the backward coefficients with the correlation from lag 1 on. The lower
+/// half wraps; the upper bits of the pairs, in units of 32, tell how often.
 struct PairSum {
     simd::i128 low = simd::zero(), high = simd::zero();
 };
@@ -109,49 +109,85 @@ void addPairs(PairSum& s, simd::i128 pairs) {
     s.low = simd::add32(s.low, pairs);
     s.high = simd::add32(s.high, _mm_srai_epi32(pairs, 5));
 }
-Qol64s total(const PairSum& s) {
+struct Sum {
+    Qol32u low;
+    Qol32s high;
+};
+Sum total(const PairSum& s) {
     const simd::i128 two =
         simd::add32(_mm_unpacklo_epi32(s.low, s.high), _mm_unpackhi_epi32(s.low, s.high));
     const Qol64s both = _mm_cvtsi128_si64(simd::add32(two, _mm_unpackhi_epi64(two, two)));
-    const Qol64s about = (both >> 32) * 32;
-    return about + static_cast<Qol32u>(static_cast<Qol32u>(both) - static_cast<Qol32u>(about));
+    return {static_cast<Qol32u>(both), static_cast<Qol32s>(both >> 32)};
 }
+Qol64s exact(const Sum& sum) {
+    const Qol64s about = Qol64s{sum.high} * 32;
+    return about + static_cast<Qol32u>(sum.low - static_cast<Qol32u>(about));
+}
+
+/// What leads from one order to the next, in every lane.
+struct Factors {
+    simd::i128 k, last;
+};
 
 /// -1 at element 0 to 7 of the eight words from kElement + 7 - element on.
 constexpr Qol16s kElement[15] = {0, 0, 0, 0, 0, 0, 0, -1};
 
-/// Eight coefficients a step from one order to the next: a += k b, b += k a, with the rounding of
-/// Q15 products, which is that of the definition; then b moves up by one, and `last` enters both.
-/// False when a result touches the ends of the word: it may not have fitted. `sum` is the one of
-/// the next step.
-bool updateLanes(const Solution& s, Solution& next, int order, Qol16s k, Qol16s last,
-                 const Qol16s* r, Qol64s& sum) {
+/// Eight coefficients a step to the order `order` + 1 of so many vectors: a += k b, b += k a, with
+/// the rounding of Q15 products, which is that of the definition; then b moves up by one, and the
+/// last coefficient enters both. False when a result touches the ends of the word: it may not have
+/// fitted. `sum` is the one of the next step, which waits for b alone: hence b first.
+template <int Vectors>
+bool updateVectors(const Solution& s, Solution& next, int order, const Factors& f, const Qol16s* r,
+                   Sum& sum) {
     using namespace simd;
-    const i128 factor = splat16(k), newest = splat16(last);
-    i128 greatest = zero(), least = zero(), below = newest;
+    i128 below = f.last;
     PairSum pairs;
-    const int top = order / 8;
-    for (int v = 0; v <= top; ++v) {
-        const i128 a = load(s.forward + 8 * v), b = load(s.backward + 8 * v);
-        i128 forward = addSat16(a, _mm_mulhrs_epi16(b, factor));
-        const i128 backward = addSat16(b, _mm_mulhrs_epi16(a, factor));
-        greatest = _mm_max_epi16(greatest, forward);
-        least = _mm_min_epi16(least, forward);
+    for (int v = 0; v < Vectors; ++v) {
+        const i128 backward =
+            addSat16(load(s.backward + 8 * v), _mm_mulhrs_epi16(load(s.forward + 8 * v), f.k));
         const i128 moved = _mm_alignr_epi8(backward, below, 14);
         below = backward;
         addPairs(pairs, maddPairs(moved, load(r + 8 * v)));
-        if (v == top) {
-            forward = _mm_or_si128(forward, _mm_and_si128(newest, load(kElement + 7 - order % 8)));
-        }
-        store(next.forward + 8 * v, forward);
         store(next.backward + 8 * v, moved);
     }
     sum = total(pairs);
+    i128 greatest = zero(), least = zero();
+    for (int v = 0; v < Vectors; ++v) {
+        i128 forward =
+            addSat16(load(s.forward + 8 * v), _mm_mulhrs_epi16(load(s.backward + 8 * v), f.k));
+        greatest = _mm_max_epi16(greatest, forward);
+        least = _mm_min_epi16(least, forward);
+        if (v == Vectors - 1) {
+            forward = _mm_or_si128(forward, _mm_and_si128(f.last, load(kElement + 7 - (order & 7))));
+        }
+        store(next.forward + 8 * v, forward);
+    }
     return _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(greatest, splat16(32767)),
                                           _mm_cmpeq_epi16(least, splat16(-32768)))) == 0;
 }
 
-Qol64s openSolution(Solution& s, const Qol16s* a, int order, const Qol16s* r) {
+bool updateLanes(const Solution& s, Solution& next, int order, const Factors& f, const Qol16s* r,
+                 Sum& sum) {
+    switch (static_cast<unsigned>(order) / 8) {
+    case 0:
+        return updateVectors<1>(s, next, order, f, r, sum);
+    case 1:
+        return updateVectors<2>(s, next, order, f, r, sum);
+    case 2:
+        return updateVectors<3>(s, next, order, f, r, sum);
+    case 3:
+        return updateVectors<4>(s, next, order, f, r, sum);
+    case 4:
+        return updateVectors<5>(s, next, order, f, r, sum);
+    case 5:
+        return updateVectors<6>(s, next, order, f, r, sum);
+    default:
+        static_assert(Solution::kVectors == 7);
+        return updateVectors<7>(s, next, order, f, r, sum);
+    }
+}
+
+Sum openSolution(Solution& s, const Qol16s* a, int order, const Qol16s* r) {
     std::copy_n(a, order, s.forward);
     std::reverse_copy(a, a + order, s.backward);
     PairSum pairs;
@@ -161,9 +197,25 @@ Qol64s openSolution(Solution& s, const Qol16s* a, int order, const Qol16s* r) {
     return total(pairs);
 }
 
+void clear(Qol16s* words, int count) {
+    for (int i = 0; i < count; i += 8) {
+        simd::store(words + i, simd::zero());
+    }
+}
+
 /// A quotient below 1 in Q16 is a product with this, shifted by 30: exact for a dividend below
 /// 2^31 and a divisor below 2^15, and ready before the dividend.
-Qol64s reciprocal(Qol32s x) { return (Qol64s{1} << 46) / std::max(x, 1) + 1; }
+Qol64s reciprocal(Qol32s x) {
+    return x > 0 ? static_cast<Qol64s>((Qol64u{1} << 46) / static_cast<Qol64u>(x)) + 1 : 0;
+}
+
+/// Minus the sign of num times the reflection coefficient of a quotient in Q46.
+simd::i128 factorLanes(Qol64s quotient, Qol32s num) {
+    const simd::i128 k =
+        _mm_cvtsi32_si128(static_cast<Qol32s>((quotient + (Qol64s{1} << 30)) >> 31));
+    return _mm_sign_epi16(_mm_shuffle_epi8(simd::packSat16(k, k), simd::splat16(0x0100)),
+                          simd::splat16(static_cast<Qol16s>(-num)));
+}
 
 } // namespace
 
@@ -173,43 +225,54 @@ QolStatus ownLevinsonLanes_G728(const Qol16s* r, int start, int end, Qol16s* a, 
     if (halvings > kMostHalvings) {
         return failure(end, kLateEnd);
     }
-    Solution solutions[2] = {}, *current = solutions, *other = solutions + 1;
-    alignas(16) Qol16s lags[8 * Solution::kVectors] = {};
+    const int room = (end + 7) & ~7;
+    Solution solutions[2], *current = solutions, *other = solutions + 1;
+    alignas(16) Qol16s lags[8 * Solution::kVectors];
+    for (Qol16s* words : {current->forward, current->backward, other->forward, other->backward,
+                          static_cast<Qol16s*>(lags)}) {
+        clear(words, room);
+    }
     std::copy_n(r + 1, end, lags);
-    Qol64s t = openSolution(*current, a, start, lags);
+    Sum sum = openSolution(*current, a, start, lags);
     Qol32s alpha = *pEnergy;
     QolStatus status = qolStsNoErr;
     int i = start + 1;
     for (; i <= end; ++i) {
-        // Saturating to 16 bits would change nothing: alpha is below 2^15.
-        const Qol64s num = (r[i] * Qol64s{65536} + t * (2 << halvings) + 32768) >> 16;
-        const Qol64s magnitude = num < 0 ? -num : num;
-        if (magnitude >= alpha) {
+        // What passes the test fits in 16 bits, so that the wrapping numerator, which is ready
+        // sooner, is the exact one.
+        const Qol64s wanted = (r[i] * Qol64s{65536} + (exact(sum) << (1 + halvings)) + 32768) >> 16;
+        const Qol32s num = static_cast<Qol32s>((sum.low << (1 + halvings)) +
+                                               (static_cast<Qol32u>(r[i]) << 16) + 32768) >>
+                           16;
+        if ((wanted < 0 ? -wanted : wanted) >= alpha) {
             status = failure(i, kLateStep);
             break;
         }
-        const auto quotient = static_cast<Qol32s>((magnitude * reciprocal(alpha)) >> 30);
-        const Qol16s positive = reflection(quotient), top = coefficient(quotient, halvings);
-        const auto k = static_cast<Qol16s>(num > 0 ? -positive : positive);
+        const Qol32s magnitude = num < 0 ? -num : num;
+        const Qol64s quotient46 = magnitude * reciprocal(alpha);
+        const auto quotient = static_cast<Qol32s>(quotient46 >> 30);
+        const Qol16s k = reflection(quotient), top = coefficient(quotient, halvings);
         const auto last = static_cast<Qol16s>(num > 0 ? -top : top);
-        const Qol64s energy = alpha * Qol64s{65536} + 2 * k * num;
+        const Qol64s energy = alpha * Qol64s{65536} - 2 * Qol64s{k} * magnitude;
         if (energy <= 0) {
             status = failure(i, kLateStep);
             break;
         }
         alpha = static_cast<Qol32s>((energy + 32768) >> 16);
-        if (updateLanes(*current, *other, i - 1, k, last, lags, t)) {
+        const Factors factors{factorLanes(quotient46, num), simd::splat16(last)};
+        if (updateLanes(*current, *other, i - 1, factors, lags, sum)) {
             std::swap(current, other);
             continue;
         }
-        if (!ownUpdatePredictorCoeffs_G728_16s(current->forward, i, 2 * Qol64s{k}, halvings)) {
+        const Qol64s twice = 2 * Qol64s{num > 0 ? -k : k};
+        if (!ownUpdatePredictorCoeffs_G728_16s(current->forward, i, twice, halvings)) {
             status = failure(i, kLateStep);
             break;
         }
         const Qol16s scaled = coefficient(quotient, halvings);
         current->forward[i - 1] = static_cast<Qol16s>(num > 0 ? -scaled : scaled);
         std::copy_n(current->forward, i, a);
-        t = openSolution(*current, a, i, lags);
+        sum = openSolution(*current, a, i, lags);
     }
     std::copy_n(current->forward, i - 1, a);
     if (status == qolStsNoErr) {
