@@ -59,6 +59,28 @@ void recursion(benchmark::State& state) {
 BENCHMARK(recursion<10, 50>)->Name("recursion10to50");
 BENCHMARK(recursion<1, 10>)->Name("recursion1to10");
 
+/// The hybrid window of the synthesis filter (50) and of the weighting filter (10).
+template <int Order, int Rest, int Block>
+void hybridWindow(benchmark::State& state) {
+    constexpr int kFresh = 20;
+    Random r;
+    const auto window = noise16(r, Order + kFresh + Rest);
+    int size = 0;
+    qolsWinHybridGetStateSize_G728_16s(Order, kFresh, Rest, Block, &size);
+    std::vector<Qol8u> record(static_cast<std::size_t>(size));
+    qolsWinHybridInit_G728_16s(window.data(), Order, kFresh, Rest, Block, 12288, record.data());
+    const auto pcm = noise16(r, 1000, 8191);
+    Qol16s exponents[] = {2, 1, 3, 2}, correlation[Order + 1];
+    std::size_t at = 0;
+    for (auto _ : state) {
+        qolsWinHybridBlock_G728_16s(0, pcm.data() + at, exponents, correlation, record.data());
+        benchmark::DoNotOptimize(correlation);
+        at = at + 2 * kFresh <= pcm.size() ? at + kFresh : 0;
+    }
+}
+BENCHMARK(hybridWindow<50, 35, 5>)->Name("window50");
+BENCHMARK(hybridWindow<10, 30, 0>)->Name("window10");
+
 /// Items are samples: items a second over 8000 is the factor of real time.
 void encoder(benchmark::State& state) {
     const auto pcm = readWords("g728/sequences/in5.bin");

@@ -17,31 +17,6 @@ namespace {
 /// it.
 constexpr Qol16s kRecursiveExponent = 31, kWeightingLimit = 41;
 
-constexpr int kFastSpan = 112, kFastLags = 52;
-
-/// sum[k] = the sum of w[i] w[i-k] over count samples from first on, for a multiple of four lags.
-/// Sums stay below 2^37, so that doubles hold them exactly. w has kFastLags elements before it.
-void correlate(const Qol64f* w, int first, int count, int lags, Qol64s* sum) {
-    for (int k = 0; k < lags; k += 16) {
-        simd::d256 s[4] = {_mm256_setzero_pd(), _mm256_setzero_pd(), _mm256_setzero_pd(),
-                           _mm256_setzero_pd()};
-        const Qol64f* past = w + first - k - 3;
-        for (int i = 0; i < count; ++i, ++past) {
-            const simd::d256 x = simd::splatd(w[first + i]);
-            for (int j = 0; j < 4; ++j) {
-                s[j] = simd::addd(s[j], simd::muld(x, simd::loadd(past - 4 * j)));
-            }
-        }
-        for (int j = 0; j < 4 && k + 4 * j < lags; ++j) {
-            Qol64f lanes[4]; // the highest lag first
-            simd::stored(lanes, s[j]);
-            for (int l = 0; l < 4; ++l) {
-                sum[k + 4 * j + l] = static_cast<Qol64s>(lanes[3 - l]);
-            }
-        }
-    }
-}
-
 /// Left shift of the products of sample i.
 int shiftAt(const HybridSpan& s, int i) {
     return s.block > 0 ? s.shift + 1 - s.exponents[std::min(i / s.block, s.blocks - 1)] : s.shift;
@@ -54,39 +29,50 @@ Qol16s windowed(const HybridSpan& s, int i, int up) {
     return roundHigh(up >= 0 ? p * (Qol64s{1} << std::min(up, 31)) : p >> std::min(-up, 31));
 }
 
-/// Recursive update and result from the two sums of products, by the exponent of the products.
-/// Writes the order + 1 normalised coefficients.
-template <typename Tail, typename Rest>
-void combine(QolsWinHybridState_G728& state, int exponent, Tail tail, Rest rest, Qol16s* pDst) {
-    Qol16s* const r = state.pBuffer;
-    const int order = state.order;
-    int e = r[order + 1];
-    int old = 1, fresh = 1;
-    (e > exponent ? old : fresh) += e > exponent ? e - exponent : exponent - e;
-    e = std::min(e, exponent);
-    const Qol64s factor = 65536 - (1 << (state.attShift & 15));
-    int n = 0;
-    for (int k = 0; k <= order; ++k) {
-        const Qol64s z = shiftRight(r[k] * factor, old) + shiftRight(tail(k), fresh);
-        n = k == 0 ? normBits(z, 32) : n;
-        r[k] = roundHigh(scaleUp<Qol32s>(z, n));
-    }
-    e += n - 1;
+/// Right shifts that bring two values to the lower of their exponents, with a bit of headroom.
+struct Shifts {
+    int old, fresh;
+};
+Shifts shiftsOf(int oldExponent, int freshExponent) {
+    return {1 + std::max(oldExponent - freshExponent, 0),
+            1 + std::max(freshExponent - oldExponent, 0)};
+}
 
-    old = fresh = 1;
-    (e > exponent ? old : fresh) += e > exponent ? e - exponent : exponent - e;
-    for (int k = 0; k <= order; ++k) {
-        Qol64s z = shiftRight(Qol64s{r[k]} * 65536, old) + shiftRight(rest(k), fresh);
-        if (k == 0) {
-            z += z >> 8; // white-noise correction by 257/256
-            n = normBits(z, 32);
-        }
-        pDst[k] = roundHigh(scaleUp<Qol32s>(z, n));
-    }
+/// What a call does to all lags alike: their shifts, the normalisation of lag 0 in the recursive
+/// part and in the result, and those two values.
+struct Scales {
+    Shifts update, result;
+    int updateUp, resultUp;
+    Qol16s recursive, first;
+};
+
+Qol64s attenuation(const QolsWinHybridState_G728& state) {
+    return 65536 - (1 << (state.attShift & 15));
+}
+
+/// From lag 0 of the new tail and of the non-recursive part and the exponent of both; the state
+/// takes its new exponent.
+Scales scalesOf(QolsWinHybridState_G728& state, int exponent, Qol64s tail, Qol64s rest) {
+    Qol16s* const r = state.pBuffer;
+    Scales s;
+    int e = r[state.order + 1];
+    s.update = shiftsOf(e, exponent);
+    const Qol64s z =
+        shiftRight(r[0] * attenuation(state), s.update.old) + shiftRight(tail, s.update.fresh);
+    s.updateUp = normBits(z, 32);
+    s.recursive = roundHigh(scaleUp<Qol32s>(z, s.updateUp));
+    e = std::min(e, exponent) + s.updateUp - 1;
+    s.result = shiftsOf(e, exponent);
+    Qol64s y =
+        shiftRight(s.recursive * Qol64s{65536}, s.result.old) + shiftRight(rest, s.result.fresh);
+    y += y >> 8; // white-noise correction by 257/256
+    s.resultUp = normBits(y, 32);
+    s.first = roundHigh(scaleUp<Qol32s>(y, s.resultUp));
     // The reference limits the exponent in the weighting analysis alone, the one with attenuation
     // 1/2: it matters in the decay after loud signal into digital silence.
-    r[order + 1] =
+    r[state.order + 1] =
         state.attShift == 15 ? saturate16(std::min<int>(e, kWeightingLimit)) : saturate16(e);
+    return s;
 }
 
 } // namespace
@@ -101,33 +87,210 @@ void ownHybridPlain_G728(QolsWinHybridState_G728& state, const HybridSpan& span,
         return sum;
     };
     const int order = state.order, fresh = order + state.frameLen;
-    combine(
-        state, 2 * span.shift, [&](int k) { return sumAt(k, order, fresh); },
-        [&](int k) { return sumAt(k, fresh, span.length); }, pDst);
+    const Scales s =
+        scalesOf(state, 2 * span.shift, sumAt(0, order, fresh), sumAt(0, fresh, span.length));
+    Qol16s* const r = state.pBuffer;
+    r[0] = s.recursive;
+    pDst[0] = s.first;
+    for (int k = 1; k <= order; ++k) {
+        const Qol64s z = shiftRight(r[k] * attenuation(state), s.update.old) +
+                         shiftRight(sumAt(k, order, fresh), s.update.fresh);
+        r[k] = roundHigh(scaleUp<Qol32s>(z, s.updateUp));
+        const Qol64s y = shiftRight(r[k] * Qol64s{65536}, s.result.old) +
+                         shiftRight(sumAt(k, fresh, span.length), s.result.fresh);
+        pDst[k] = roundHigh(scaleUp<Qol32s>(y, s.resultUp));
+    }
 }
 
+namespace {
+
+constexpr int kFastSpan = 112, kFastLags = 52;
+/// Mantissas of blocks that leave windowed samples within 2^13; samples without blocks always do.
+constexpr int kMostMantissa = 8192;
+/// So many products of windowed samples fit in 32 bits.
+constexpr int kPiece = 30;
+
+/// The span under the window, the newest sample first, and each sample with the next older one.
+struct Windowed {
+    alignas(16) Qol16s samples[kFastSpan + kFastLags + 16];
+    alignas(16) Qol32s pairs[kFastSpan + kFastLags + 8];
+};
+
+/// Shifts of eight samples: to the left before the window, to the right behind it.
+struct LaneShifts {
+    simd::i128 left, right;
+};
+LaneShifts laneShifts(int left, int right) {
+    return {_mm_cvtsi32_si128(left), _mm_cvtsi32_si128(std::min(right, 31))};
+}
+
+/// Eight samples from place `at` on, the newest being at 0.
+simd::i128 windowEight(const HybridSpan& s, int at, const LaneShifts& shifts) {
+    using namespace simd;
+    const i128 x = _mm_sll_epi16(reverse16(load(s.samples + s.length - 8 - at)), shifts.left);
+    const i128 w = load(s.window + at);
+    const i128 low = _mm_mullo_epi16(x, w), high = _mm_mulhi_epi16(x, w);
+    const auto rounded = [&shifts](i128 p) {
+        return _mm_srai_epi32(add32(_mm_sra_epi32(p, shifts.right), splat32(0x8000)), 16);
+    };
+    return packSat16(rounded(_mm_unpacklo_epi16(low, high)),
+                     rounded(_mm_unpackhi_epi16(low, high)));
+}
+
+/// 0 at element 0 to 7 of the eight words from kFrom + 8 - element on, and behind it -1.
+constexpr Qol16s kFrom[16] = {0, 0, 0, 0, 0, 0, 0, 0, -1, -1, -1, -1, -1, -1, -1, -1};
+
+/// Places from `at` to before `end`, and up to seven more, which are to be written later. The last
+/// eight of the span keep what stands before `at`.
+inline void windowPlaces(const HybridSpan& s, int at, int end, const LaneShifts& shifts,
+                         Qol16s* out) {
+    using namespace simd;
+    const int last = s.length - 8;
+    for (; at < end && at <= last; at += 8) {
+        store(out + at, windowEight(s, at, shifts));
+    }
+    if (at < end) {
+        store(out + last, _mm_blendv_epi8(load(out + last), windowEight(s, last, shifts),
+                                          load(kFrom + 8 - (at - last))));
+    }
+}
+
+void windowSpan(const HybridSpan& s, int places, Windowed& w) {
+    using namespace simd;
+    if (s.block > 0) {
+        for (int at = 0, block = s.blocks - 1; block >= 0; --block) {
+            const int down = s.exponents[block] - s.shift, end = s.length - block * s.block;
+            windowPlaces(s, at, end, laneShifts(1, down), w.samples);
+            at = end;
+        }
+    } else {
+        windowPlaces(s, 0, s.length, laneShifts(std::max(s.shift, 0), std::max(-s.shift, 0)),
+                     w.samples);
+    }
+    for (int i = s.length; i < places + 9; i += 8) {
+        store(w.samples + i, zero());
+    }
+    for (int i = 0; i < places; i += 8) {
+        const i128 x = load(w.samples + i), older = load(w.samples + i + 1);
+        store(w.pairs + i, _mm_unpacklo_epi16(x, older));
+        store(w.pairs + i + 4, _mm_unpackhi_epi16(x, older));
+    }
+}
+
+/// sum[k] = the sum of x[i] x[i + lag + k] over count places from first on, for four lags a vector.
+template <int Vectors>
+void correlateLags(const Qol32s* pairs, int first, int count, int lag, Qol64f* sum) {
+    using namespace simd;
+    const int end = first + count;
+    for (int start = first; start < end; start += kPiece) {
+        const int stop = std::min(start + kPiece, end);
+        i128 s[Vectors];
+        for (i128& lags : s) {
+            lags = zero();
+        }
+        for (int i = start; i < stop; i += 2) {
+            // The place behind an odd end doesn't count.
+            const i128 x = splat32(i + 1 < stop ? pairs[i] : pairs[i] & 0xFFFF);
+            for (int v = 0; v < Vectors; ++v) {
+                s[v] = add32(s[v], maddPairs(load(pairs + i + lag + 4 * v), x));
+            }
+        }
+        for (int v = 0; v < Vectors; ++v) {
+            const d256 piece = _mm256_cvtepi32_pd(s[v]);
+            stored(sum + 4 * v, start > first ? addd(loadd(sum + 4 * v), piece) : piece);
+        }
+    }
+}
+
+template <int Vectors>
+void correlate(const Qol32s* pairs, int first, int count, Qol64f* sum) {
+    // No more sums at once than registers hold.
+    constexpr int kMost = 7;
+    correlateLags<std::min(Vectors, kMost)>(pairs, first, count, 0, sum);
+    if constexpr (Vectors > kMost) {
+        static_assert(Vectors <= 2 * kMost);
+        correlateLags<Vectors - kMost>(pairs, first, count, 4 * kMost, sum + 4 * kMost);
+    }
+}
+
+/// 2^n for a normal double.
+Qol64f power(int n) { return std::bit_cast<Qol64f>(Qol64s{1023 + n} << 52); }
+
+simd::d256 shifted(simd::d256 x, simd::d256 factor) {
+    return _mm256_floor_pd(simd::muld(x, factor));
+}
+/// The upper half of values in units of `factor` of it, rounded, no more than a word holds.
+simd::d256 upperHalf(simd::d256 x, simd::d256 factor) {
+    using namespace simd;
+    const d256 y = _mm256_floor_pd(addd(muld(x, factor), splatd(0.5)));
+    return _mm256_max_pd(_mm256_min_pd(y, splatd(32767)), splatd(-32768));
+}
+void storeWords(Qol16s* p, simd::d256 x) {
+    const simd::i128 words = _mm256_cvtpd_epi32(x);
+    simd::storeLow64(p, simd::packSat16(words, words));
+}
+
+/// Recursive update and result in doubles, which hold every value exactly: a shift is a product
+/// with a power of two that is rounded down.
+void combineLanes(QolsWinHybridState_G728& state, int exponent, const Qol64f* tail,
+                  const Qol64f* rest, Qol16s* pDst) {
+    using namespace simd;
+    const auto down = [](int n) { return power(-std::min(n, 62)); };
+    const Scales s =
+        scalesOf(state, exponent, static_cast<Qol64s>(tail[0]), static_cast<Qol64s>(rest[0]));
+    const d256 old = splatd(static_cast<Qol64f>(attenuation(state)) * down(s.update.old)),
+               fresh = splatd(down(s.update.fresh)), up = splatd(power(s.updateUp - 16)),
+               resultOld = splatd(65536 * down(s.result.old)),
+               resultFresh = splatd(down(s.result.fresh)),
+               resultUp = splatd(power(s.resultUp - 16));
+    // What lies behind the last lag is in the record as well, and is not stored.
+    Qol16s r[kFastLags], result[kFastLags];
+    for (int k = 0; k <= state.order; k += 4) {
+        const d256 before = _mm256_cvtepi32_pd(widenLow(loadLow64(state.pBuffer + k)));
+        const d256 z = addd(shifted(before, old), shifted(loadd(tail + k), fresh));
+        const d256 now = upperHalf(z, up);
+        const d256 y = addd(shifted(now, resultOld), shifted(loadd(rest + k), resultFresh));
+        storeWords(r + k, now);
+        storeWords(result + k, upperHalf(y, resultUp));
+    }
+    result[0] = s.first;
+    std::copy_n(r, state.order + 1, state.pBuffer);
+    std::copy_n(result, state.order + 1, pDst);
+}
+
+template <int Vectors>
+void hybrid(QolsWinHybridState_G728& state, const HybridSpan& span, Qol16s* pDst) {
+    const int newest = span.length - state.order - state.frameLen;
+    Windowed w;
+    windowSpan(span, newest + state.frameLen + 4 * Vectors, w);
+    Qol64f tail[4 * Vectors], rest[4 * Vectors];
+    correlate<Vectors>(w.pairs, newest, state.frameLen, tail);
+    correlate<Vectors>(w.pairs, 0, newest, rest);
+    combineLanes(state, 2 * span.shift, tail, rest, pDst);
+}
+
+} // namespace
+
 bool ownHybridFast_G728(QolsWinHybridState_G728& state, const HybridSpan& span, Qol16s* pDst) {
-    const int order = state.order, lags = (order + 4) & ~3;
-    if (span.length > kFastSpan || lags > kFastLags) {
+    if (span.length < 8 || span.length > kFastSpan || state.order >= kFastLags) {
         return false;
     }
-    Qol64f w[kFastLags + 16 + kFastSpan];
-    Qol64f* const first = w + kFastLags + 16;
-    std::fill(w, first, 0.0);
-    int up = span.shift, left = 0;
-    for (int i = 0; i < span.length; ++i) {
-        if (span.block > 0 && --left < 0) {
-            up = shiftAt(span, i);
-            left = span.block - 1;
+    if (span.block > 0) {
+        int least = 0, greatest = 0;
+        for (int i = 0; i < span.length; ++i) {
+            least = std::min<int>(least, span.samples[i]);
+            greatest = std::max<int>(greatest, span.samples[i]);
         }
-        first[i] = windowed(span, i, up);
+        if (std::max(greatest, -least) > kMostMantissa) {
+            return false;
+        }
     }
-    Qol64s tail[kFastLags], rest[kFastLags];
-    correlate(first, order, state.frameLen, lags, tail);
-    correlate(first, order + state.frameLen, span.length - order - state.frameLen, lags, rest);
-    combine(
-        state, 2 * span.shift, [&](int k) { return tail[k]; }, [&](int k) { return rest[k]; },
-        pDst);
+    constexpr int kShortLags = 12;
+    if (state.order < kShortLags) {
+        hybrid<kShortLags / 4>(state, span, pDst);
+    } else {
+        hybrid<kFastLags / 4>(state, span, pDst);
+    }
     return true;
 }
 

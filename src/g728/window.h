@@ -19,8 +19,8 @@ struct HybridSpan {
 /// Recursive update and output (order + 1) by the definition, for any order and lengths.
 void ownHybridPlain_G728(QolsWinHybridState_G728& state, const HybridSpan& span, Qol16s* pDst);
 
-/// The same by blocks of lags; false, with nothing done, for spans above 112 samples or orders
-/// above 51.
+/// The same with lags in lanes; false, with nothing done, for spans below 8 or above 112 samples,
+/// orders above 51 and mantissas of blocks above 14 bits.
 bool ownHybridFast_G728(QolsWinHybridState_G728& state, const HybridSpan& span, Qol16s* pDst);
 
 } // namespace qolsc::g728
