@@ -303,23 +303,41 @@ QolStatus qolsFixedCodebookDecode_GSMAMR_16s(const Qol16s* pIndices, Qol16s* pFi
 
 /* ---- voice activity detection ----
  *
- * Two detectors, the options of TS 26.094, over frames of 20 ms. The application owns, clears and
- * seeds their records:
- *
- *     QolsVad1State_GSMAMR vad1;                 QolsVad2State_GSMAMR vad2;
- *     memset(&vad1, 0, sizeof vad1);             memset(&vad2, 0, sizeof vad2);
- *     for (int i = 0; i < 9; ++i)
- *         vad1.bckrEst[i] = vad1.aveLevel[i] = vad1.oldLevel[i] = 150;
- *     vad1.corrHpFast = 13106;
- *
- * Option 1 reads what the open-loop search of the frame before found (pMaxHpCorr, 13106 at the
- * start, and pToneFlag, 0) and pitchReg, which the application keeps after each search: with count
- * 0 at first, each of the frame's two lags in turn that lies less than 4 from the lag before it
- * adds 1; the register is shifted right by one, and bit 14 (0x4000) is set where this count and the
- * one of the frame before make 4 or more. Option 2 reads whether the sum of pLtpCorr exceeded a
- * part of the sum of pLtpEnergy (0.55 at 4.75 and 5.15, 0.60 at 10.2, 0.65 elsewhere). */
+ * Two detectors, the options of TS 26.094, over frames of 20 ms. The application declares their
+ * records, clears and seeds them, and keeps what the open-loop searches tell from frame to frame.
+ * Option 1 wants what the search of the frame before found, and in pitchReg a flag of steady pitch:
+ * each of a frame's two lags that lies less than 4 from the lag before it counts, and four of two
+ * frames set the flag. Option 2 wants to know whether the sum of pLtpCorr exceeded a part of the
+ * sum of pLtpEnergy (0.55 at 4.75 and 5.15, 0.60 at 10.2, 0.65 elsewhere). */
 
-/** Record of option 1. Registers hold a flag a frame, the newest in bit 14. */
+/** Record of option 1. Registers hold a flag a frame, the newest in bit 14.
+ *
+ *  At the start:
+ *  @code
+ *  QolsVad1State_GSMAMR vad;
+ *  memset(&vad, 0, sizeof vad);
+ *  for (int i = 0; i < 9; ++i) {
+ *      vad.bckrEst[i] = vad.aveLevel[i] = vad.oldLevel[i] = 150;
+ *  }
+ *  vad.corrHpFast = 13106;
+ *  Qol16s bestCorrHp = 13106, toneFlag = 0; // pMaxHpCorr and pToneFlag of the search
+ *  Qol16s lagOld = 0, nearOld = 0;
+ *  @endcode
+ *  In every frame:
+ *  @code
+ *  qolsVAD1_GSMAMR_16s(speech, &vad, &flag, bestCorrHp, toneFlag);
+ *  // ... the open-loop search, which finds lags[2], bestCorrHp and toneFlag ...
+ *  Qol16s nearNow = 0;
+ *  for (int i = 0; i < 2; ++i) {
+ *      nearNow += abs(lags[i] - lagOld) < 4;
+ *      lagOld = lags[i];
+ *  }
+ *  vad.pitchReg >>= 1;
+ *  if (nearOld + nearNow >= 4) {
+ *      vad.pitchReg |= 0x4000;
+ *  }
+ *  nearOld = nearNow;
+ *  @endcode */
 typedef struct QolsVad1State_GSMAMR {
     Qol16s subLevel[9];      /**< level of the last frame's tail, a band each */
     Qol16s oldLevel[9];      /**< levels of the last frame; start with 150 */
@@ -340,7 +358,11 @@ typedef struct QolsVad1State_GSMAMR {
     Qol16s pitchReg;         /**< steady pitch; written by the application */
 } QolsVad1State_GSMAMR;
 
-/** Record of option 2. */
+/** Record of option 2.
+ *  @code
+ *  QolsVad2State_GSMAMR vad;
+ *  memset(&vad, 0, sizeof vad);
+ *  @endcode */
 typedef struct QolsVad2State_GSMAMR {
     Qol32s chEnrg[16];       /**< channel energies in the scale of shiftState */
     Qol32s chNoise[16];      /**< noise estimate in the scale of shiftState 0 */
