@@ -145,7 +145,8 @@ void toneSpandsp(benchmark::State& st) {
 BENCHMARK(toneSpandsp);
 #endif
 
-/// Rows in the first-level cache: 8 taps of so many bands.
+/// Rows in the first-level cache. Arguments: bands, taps.
+void shapes(benchmark::internal::Benchmark* b) { b->Args({17, 43})->Args({33, 47})->Args({64, 8}); }
 struct Rows {
     std::vector<Qol32fc> memory;
     std::vector<Qol32fc*> rows;
@@ -164,7 +165,7 @@ Rows rows(int taps, int bands) {
 }
 
 void filterKernel(benchmark::State& st) {
-    const int taps = 8, bands = static_cast<int>(st.range(0));
+    const int bands = static_cast<int>(st.range(0)), taps = static_cast<int>(st.range(1));
     const Rows x = rows(taps, bands), c = rows(taps, bands);
     std::vector<Qol32fc> y(static_cast<std::size_t>(bands));
     for (auto _ : st) {
@@ -174,10 +175,10 @@ void filterKernel(benchmark::State& st) {
     }
     st.SetItemsProcessed(st.iterations() * taps * bands);
 }
-BENCHMARK(filterKernel)->Arg(17)->Arg(33)->Arg(64);
+BENCHMARK(filterKernel)->Apply(shapes);
 
 void updateKernel(benchmark::State& st) {
-    const int taps = 8, bands = static_cast<int>(st.range(0));
+    const int bands = static_cast<int>(st.range(0)), taps = static_cast<int>(st.range(1));
     const Rows x = rows(taps, bands), e = rows(1, bands);
     Rows c = rows(taps, bands);
     const std::vector<Qol64f> steps(static_cast<std::size_t>(bands), 1e-6);
@@ -189,7 +190,7 @@ void updateKernel(benchmark::State& st) {
     }
     st.SetItemsProcessed(st.iterations() * taps * bands);
 }
-BENCHMARK(updateKernel)->Arg(17)->Arg(33)->Arg(64);
+BENCHMARK(updateKernel)->Apply(shapes);
 
 /// Doubles multiplied and added in registers, four lanes of each a cycle at best: what a kernel
 /// with products in double precision can reach. Items are complex products, eight operations.

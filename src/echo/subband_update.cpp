@@ -11,9 +11,8 @@ namespace qolsc {
 namespace echo {
 
 void updatePlain_32fc(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, const Qol32fc* pError,
-                      Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s first,
-                      Qol32s numSubbands) {
-    for (Qol32s i = first; i < numSubbands; ++i) {
+                      Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s numSubbands) {
+    for (Qol32s i = 0; i < numSubbands; ++i) {
         const Qol64f ar = pStepSize[i] * static_cast<Qol64f>(pError[i].re);
         const Qol64f ai = pStepSize[i] * static_cast<Qol64f>(pError[i].im);
         for (Qol32s j = 0; j < numSegments; ++j) {
@@ -28,40 +27,59 @@ namespace {
 
 using simd::d256;
 
-/// Two scaled errors as the products with conjugates need them: as they are, and with real and
-/// imaginary part exchanged and negated.
+/// Scaled errors as products with conjugates need them: (ar, -ar) for x as it is, (ai, ai) for x
+/// with its parts exchanged.
 struct ScaledErrors {
     d256 straight, crossed;
 };
 
-inline d256 steps2(const Qol64f* pStepSize) {
-    return _mm256_setr_pd(pStepSize[0], pStepSize[0], pStepSize[1], pStepSize[1]);
+ScaledErrors scaleErrors(d256 steps, d256 errors) {
+    const d256 a = simd::muld(steps, errors);
+    return {_mm256_xor_pd(_mm256_movedup_pd(a), _mm256_setr_pd(0.0, -0.0, 0.0, -0.0)),
+            _mm256_permute_pd(a, 0xF)};
 }
-inline ScaledErrors scaleErrors(const Qol64f* pStepSize, const Qol32fc* pError) {
-    const d256 a = simd::muld(steps2(pStepSize), simd::widen2(pError));
-    return {a, _mm256_xor_pd(_mm256_permute_pd(a, 0x5), simd::splatd(-0.0))};
-}
-/// conj(x) * a for two bands.
-inline d256 conjugateProduct(const Qol32fc* x, ScaledErrors a) {
-    const d256 xd = simd::widen2(x);
-    return _mm256_addsub_pd(simd::muld(_mm256_movedup_pd(xd), a.straight),
-                            simd::muld(_mm256_permute_pd(xd, 0xF), a.crossed));
-}
-inline void addRounded(Qol32fc* c, d256 increment) {
-    _mm_storeu_ps(&c->re, _mm_add_ps(_mm_loadu_ps(&c->re), _mm256_cvtpd_ps(increment)));
+/// c + conj(x) * a, the product rounded to float.
+inline __m128 updated(__m128 c, d256 x, ScaledErrors a) {
+    const d256 product =
+        simd::addd(simd::muld(x, a.straight), simd::muld(simd::exchange(x), a.crossed));
+    return _mm_add_ps(c, _mm256_cvtpd_ps(product));
 }
 
+/// Bands i to i + 2 * Pairs - 1.
 template <int Pairs>
 inline void updateTile(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, const Qol32fc* pError,
                        Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i) {
     ScaledErrors a[Pairs];
     for (int p = 0; p < Pairs; ++p) {
-        a[p] = scaleErrors(pStepSize + i + 2 * p, pError + i + 2 * p);
+        const Qol64f* s = pStepSize + i + 2 * p;
+        a[p] =
+            scaleErrors(_mm256_setr_pd(s[0], s[0], s[1], s[1]), simd::widen2(pError + i + 2 * p));
     }
     for (Qol32s j = 0; j < numSegments; ++j) {
+        const Qol32fc* const x = ppSrc[j] + i;
+        Qol32f* const c = &ppCoefs[j][i].re;
         for (int p = 0; p < Pairs; ++p) {
-            addRounded(ppCoefs[j] + i + 2 * p, conjugateProduct(ppSrc[j] + i + 2 * p, a[p]));
+            _mm_storeu_ps(c + 4 * p,
+                          updated(_mm_loadu_ps(c + 4 * p), simd::widen2(x + 2 * p), a[p]));
         }
+    }
+}
+
+/// One band, two taps a vector.
+void updateBand(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, const Qol32fc* pError,
+                Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i) {
+    const ScaledErrors a =
+        scaleErrors(simd::splatd(pStepSize[i]), simd::widenTaps(pError + i, pError + i));
+    Qol32s j = 0;
+    for (; j + 2 <= numSegments; j += 2) {
+        Qol32fc *const c = ppCoefs[j] + i, *const d = ppCoefs[j + 1] + i;
+        simd::storeTaps(
+            c, d,
+            updated(simd::loadTaps(c, d), simd::widenTaps(ppSrc[j] + i, ppSrc[j + 1] + i), a));
+    }
+    if (j < numSegments) {
+        Qol32fc* const c = ppCoefs[j] + i;
+        simd::store1(c, updated(simd::load1(c), simd::widen1(ppSrc[j] + i), a));
     }
 }
 
@@ -70,36 +88,39 @@ inline void updateTile(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, con
 void updatePairs_32fc(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, const Qol32fc* pError,
                       Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s numSubbands) {
     Qol32s i = 0;
-    for (; i + 4 <= numSubbands; i += 4) {
-        updateTile<2>(pStepSize, ppSrc, pError, ppCoefs, numSegments, i);
+    for (; i + 8 <= numSubbands; i += 8) {
+        updateTile<4>(pStepSize, ppSrc, pError, ppCoefs, numSegments, i);
     }
     for (; i + 2 <= numSubbands; i += 2) {
         updateTile<1>(pStepSize, ppSrc, pError, ppCoefs, numSegments, i);
     }
-    updatePlain_32fc(pStepSize, ppSrc, pError, ppCoefs, numSegments, i, numSubbands);
+    if (i < numSubbands) {
+        updateBand(pStepSize, ppSrc, pError, ppCoefs, numSegments, i);
+    }
 }
-
-} // namespace echo
 
 namespace {
 
-using namespace echo;
+using simd::i128;
 
-/// error * mantissa * 2^-31, rounded, low 32 bits.
-Qol32s scaleError(Qol32s error, Qol32s mantissa) {
-    return wrap32((Qol64s{error} * mantissa + 0x40000000) >> 31);
-}
-
-/// Shift of an increment: right by `shift` modulo 64 when that isn't negative, else left.
-Qol64s incrementShift(QolStepSize_EC step, Qol32s scaleFactor) {
-    return Qol64s{step.exponent} - scaleFactor - 31;
+/// A band's error times its mantissa, and the shift of its increments: right by `shift` modulo 64
+/// when that isn't negative, else left.
+struct ErrorStep {
+    Qol32sc error;
+    Qol64s shift;
+};
+ErrorStep errorStep(Qol32sc error, QolStepSize_EC step, Qol32s scaleFactor) {
+    const auto scaled = [step](Qol32s e) {
+        return wrap32((Qol64s{e} * step.mantissa + 0x40000000) >> 31);
+    };
+    return {{scaled(error.re), scaled(error.im)}, Qol64s{step.exponent} - scaleFactor - 31};
 }
 
 /// Rounded from a shift by two on; the shift by one is cut.
-Qol64s shiftRight(Qol64s p, Qol64s shift) {
-    const Qol64s r = shift < 2 ? 0 : static_cast<Qol64s>(Qol64u{1} << ((shift - 1) & 63));
-    return wrapAdd64(p, r) >> (shift & 63);
+constexpr Qol64s rounding(Qol64s shift) {
+    return shift < 2 ? 0 : static_cast<Qol64s>(Qol64u{1} << ((shift - 1) & 63));
 }
+Qol64s shiftRight(Qol64s p, Qol64s shift) { return wrapAdd64(p, rounding(shift)) >> (shift & 63); }
 
 /// Limited to one beyond what changes a 32-bit coefficient from end to end.
 Qol64s shiftLeft(Qol64s p, Qol64s shift) {
@@ -110,27 +131,173 @@ Qol64s shiftLeft(Qol64s p, Qol64s shift) {
                          : static_cast<Qol64s>(static_cast<Qol64u>(p) << n);
 }
 
-/// The sum has 64 bits and may run over beside an increment at their end.
-Qol32s addLimited(Qol32s c, Qol64s increment) { return saturate32(wrapAdd64(c, increment)); }
-
-/// conj(x) * a, the negated imaginary part given.
-struct Product {
-    Qol64s re, im;
-};
-Product conjugateProduct(Qol32sc a, Qol32s xr, Qol32s negXi) {
-    return {wrapSub64(Qol64s{a.re} * xr, Qol64s{a.im} * negXi),
-            wrapAdd64(Qol64s{xr} * a.im, Qol64s{negXi} * a.re)};
+/// A coefficient's next value. The sum has 64 bits and may run over beside an increment at their
+/// end. The cheap form wraps at 32 bits where it shifts to the right.
+template <bool Cheap>
+Qol32s moved(Qol32s c, Qol64s p, Qol64s shift) {
+    if (shift < 0) {
+        return saturate32(wrapAdd64(c, shiftLeft(p, -shift)));
+    }
+    const Qol64s sum = wrapAdd64(c, shiftRight(p, shift));
+    return Cheap ? wrap32(sum) : saturate32(sum);
 }
 
-void addSaturating(Qol32sc& c, Product p, Qol64s shift) {
-    if (shift >= 0) {
-        c = {addLimited(c.re, shiftRight(p.re, shift)), addLimited(c.im, shiftRight(p.im, shift))};
-    } else {
-        c = {addLimited(c.re, shiftLeft(p.re, -shift)), addLimited(c.im, shiftLeft(p.im, -shift))};
+/// One band. The least value has no negative: the cheap form keeps it, the other limits.
+template <bool Cheap>
+void updateBand(ErrorStep step, const Qol32sc* const* ppSrc, Qol32sc* const* ppCoefs,
+                Qol32s numSegments, Qol32s i) {
+    const Qol32sc a = step.error;
+    for (Qol32s j = 0; j < numSegments; ++j) {
+        const Qol32s xr = ppSrc[j][i].re, xi = ppSrc[j][i].im;
+        const Qol32s negXi = Cheap ? wrapSub32(0, xi) : basop::L_negate(xi);
+        Qol32sc& c = ppCoefs[j][i];
+        const Qol64s re = wrapSub64(Qol64s{a.re} * xr, Qol64s{a.im} * negXi);
+        const Qol64s im = wrapAdd64(Qol64s{xr} * a.im, Qol64s{negXi} * a.re);
+        c = {moved<Cheap>(c.re, re, step.shift), moved<Cheap>(c.im, im, step.shift)};
+    }
+}
+
+/// One band's step as vectors need it; lanes are the real and the imaginary part of an increment.
+struct WideStep {
+    i128 byRe, byIm; // factors of the far end's parts
+    i128 round, count, sign;
+
+    /// c + increment, the far end's real and imaginary parts in all lanes. There is no arithmetic
+    /// shift of 64 bits: the sign bit, added with the rounding, is taken off behind a logical one.
+    i128 moved(i128 c, i128 xr, i128 xi) const {
+        using namespace simd;
+        const i128 p = add64(mulLower32(xr, byRe), mulLower32(xi, byIm));
+        return add64(c, sub64(_mm_srl_epi64(add64(p, round), count), sign));
+    }
+};
+
+/// Whether a step can be taken in vectors: to the right, and with factors that have a negative.
+template <bool Cheap>
+bool isWide(ErrorStep s) {
+    return s.shift >= 0 && (!Cheap || s.error.im != basop::MIN_32);
+}
+/// The cheap form works on the negated imaginary part, the other on one limited to +-(2^31 - 1).
+template <bool Cheap>
+WideStep widen(ErrorStep s) {
+    const Qol32sc a = s.error;
+    const auto pair = [](Qol32s lower, Qol32s upper) { return _mm_setr_epi32(lower, 0, upper, 0); };
+    constexpr Qol64u kSign = Qol64u{1} << 63;
+    const Qol64u round = static_cast<Qol64u>(rounding(s.shift)) + kSign;
+    return {pair(a.re, a.im), Cheap ? pair(-a.im, a.re) : pair(a.im, -a.re),
+            simd::splat64(static_cast<Qol64s>(round)), _mm_cvtsi64_si128(s.shift & 63),
+            simd::splat64(static_cast<Qol64s>(kSign >> (s.shift & 63)))};
+}
+
+/// Four parts saturated to 32 bits.
+[[gnu::noinline]] i128 saturateParts(i128 low, i128 high) {
+    Qol64s p[4];
+    simd::store(p, low);
+    simd::store(p + 2, high);
+    return _mm_setr_epi32(saturate32(p[0]), saturate32(p[1]), saturate32(p[2]), saturate32(p[3]));
+}
+
+/// Two coefficients, moved by the steps s and t.
+template <bool Cheap>
+inline i128 moved2(i128 c, i128 x, const WideStep& s, const WideStep& t) {
+    using namespace simd;
+    const i128 y = Cheap ? sub32(zero(), x) : _mm_max_epi32(x, splat32(-basop::MAX_32));
+    const i128 low = s.moved(widenLow64(c), _mm_shuffle_epi32(x, 0x00), _mm_shuffle_epi32(y, 0x55));
+    const i128 high =
+        t.moved(widenHigh64(c), _mm_shuffle_epi32(x, 0xAA), _mm_shuffle_epi32(y, 0xFF));
+    const i128 sums = lowerHalves(low, high);
+    if (Cheap) {
+        return sums;
+    }
+    const i128 beyond = _mm_xor_si128(upperHalves(low, high), _mm_srai_epi32(sums, 31));
+    return _mm_testz_si128(beyond, beyond) ? sums : saturateParts(low, high);
+}
+
+/// Steps of two neighbouring bands, or of one band for two taps a vector.
+template <bool Cheap>
+void updateTwo(const ErrorStep* pStep, const Qol32sc* const* ppSrc, Qol32sc* const* ppCoefs,
+               Qol32s numSegments, Qol32s i) {
+    const WideStep s = widen<Cheap>(pStep[0]), t = widen<Cheap>(pStep[1]);
+    for (Qol32s j = 0; j < numSegments; ++j) {
+        Qol32sc* const c = ppCoefs[j] + i;
+        simd::store(c, moved2<Cheap>(simd::load(c), simd::load(ppSrc[j] + i), s, t));
+    }
+}
+template <bool Cheap>
+void updateOne(ErrorStep step, const Qol32sc* const* ppSrc, Qol32sc* const* ppCoefs,
+               Qol32s numSegments, Qol32s i) {
+    const WideStep s = widen<Cheap>(step);
+    Qol32s j = 0;
+    for (; j + 2 <= numSegments; j += 2) {
+        Qol32sc *const c = ppCoefs[j] + i, *const d = ppCoefs[j + 1] + i;
+        const i128 x = simd::loadTaps(ppSrc[j] + i, ppSrc[j + 1] + i);
+        simd::storeTaps(c, d, moved2<Cheap>(simd::loadTaps(c, d), x, s, s));
+    }
+    if (j < numSegments) {
+        Qol32sc* const c = ppCoefs[j] + i;
+        simd::storeLow64(c, moved2<Cheap>(simd::loadLow64(c), simd::loadLow64(ppSrc[j] + i), s, s));
+    }
+}
+
+/// Where the cheap form leaves the scaled errors; null in the full form.
+void keepError(Qol32sc* pTmp, Qol32s i, ErrorStep step) {
+    if (pTmp) {
+        pTmp[i] = step.error;
+    }
+}
+
+template <bool Cheap>
+void updatePairs(const QolStepSize_EC* pStepSize, const Qol32sc* const* ppSrc,
+                 const Qol32sc* pError, Qol32sc* pTmp, Qol32sc* const* ppCoefs, Qol32s numSegments,
+                 Qol32s first, Qol32s numSubbands, Qol32s scaleFactor) {
+    const auto step = [=](Qol32s i) { return errorStep(pError[i], pStepSize[i], scaleFactor); };
+    for (Qol32s i = first; i < numSubbands; ++i) {
+        ErrorStep steps[2] = {step(i), {}};
+        keepError(pTmp, i, steps[0]);
+        if (!isWide<Cheap>(steps[0])) {
+            updateBand<Cheap>(steps[0], ppSrc, ppCoefs, numSegments, i);
+            continue;
+        }
+        if (i + 1 < numSubbands) {
+            steps[1] = step(i + 1);
+            if (isWide<Cheap>(steps[1])) {
+                updateTwo<Cheap>(steps, ppSrc, ppCoefs, numSegments, i++);
+                keepError(pTmp, i, steps[1]);
+                continue;
+            }
+        }
+        updateOne<Cheap>(steps[0], ppSrc, ppCoefs, numSegments, i);
+    }
+}
+
+template <bool Cheap>
+void updatePlain(const QolStepSize_EC* pStepSize, const Qol32sc* const* ppSrc,
+                 const Qol32sc* pError, Qol32sc* pTmp, Qol32sc* const* ppCoefs, Qol32s numSegments,
+                 Qol32s first, Qol32s numSubbands, Qol32s scaleFactor) {
+    for (Qol32s i = first; i < numSubbands; ++i) {
+        const ErrorStep step = errorStep(pError[i], pStepSize[i], scaleFactor);
+        keepError(pTmp, i, step);
+        updateBand<Cheap>(step, ppSrc, ppCoefs, numSegments, i);
     }
 }
 
 } // namespace
+
+void updatePlain_32sc(const QolStepSize_EC* pStepSize, const Qol32sc* const* ppSrc,
+                      const Qol32sc* pError, Qol32sc* pTmp, Qol32sc* const* ppCoefs,
+                      Qol32s numSegments, Qol32s first, Qol32s numSubbands, Qol32s scaleFactor) {
+    (pTmp ? updatePlain<true> : updatePlain<false>)(pStepSize, ppSrc, pError, pTmp, ppCoefs,
+                                                    numSegments, first, numSubbands, scaleFactor);
+}
+void updatePairs_32sc(const QolStepSize_EC* pStepSize, const Qol32sc* const* ppSrc,
+                      const Qol32sc* pError, Qol32sc* pTmp, Qol32sc* const* ppCoefs,
+                      Qol32s numSegments, Qol32s first, Qol32s numSubbands, Qol32s scaleFactor) {
+    (pTmp ? updatePairs<true> : updatePairs<false>)(pStepSize, ppSrc, pError, pTmp, ppCoefs,
+                                                    numSegments, first, numSubbands, scaleFactor);
+}
+
+} // namespace echo
+
+using namespace echo;
 
 QolStatus qolsFIRSubbandCoeffUpdate_EC_32fc_I(const Qol64f* pStepSize, const Qol32fc** ppSrc,
                                               const Qol32fc* pError, Qol32fc** ppCoefs,
@@ -142,10 +309,12 @@ QolStatus qolsFIRSubbandCoeffUpdate_EC_32fc_I(const Qol64f* pStepSize, const Qol
     if (status != qolStsNoErr) {
         return status;
     }
+    bool negative = false;
     for (Qol32s i = 0; i < numSubbands; ++i) {
-        if (pStepSize[i] < 0.0) {
-            return qolStsSizeErr;
-        }
+        negative |= pStepSize[i] < 0.0;
+    }
+    if (negative) {
+        return qolStsSizeErr;
     }
     updatePairs_32fc(pStepSize, ppSrc, pError, ppCoefs, numSegments, numSubbands);
     return qolStsNoErr;
@@ -165,20 +334,15 @@ QolStatus qolsFIRSubbandCoeffUpdate_EC_32sc_I(const QolStepSize_EC* pStepSize,
     if (scaleFactor < 0 || scaleFactor > 31) {
         return qolStsRangeErr;
     }
+    bool negative = false;
     for (Qol32s i = 0; i < numSubbands; ++i) {
-        if (pStepSize[i].mantissa < 0) {
-            return qolStsSizeErr;
-        }
+        negative |= pStepSize[i].mantissa < 0;
     }
-    for (Qol32s i = 0; i < numSubbands; ++i) {
-        const Qol32sc a{scaleError(pError[i].re, pStepSize[i].mantissa),
-                        scaleError(pError[i].im, pStepSize[i].mantissa)};
-        const Qol64s shift = incrementShift(pStepSize[i], scaleFactor);
-        for (Qol32s j = 0; j < numSegments; ++j) {
-            const Qol32sc x = ppSrc[j][i];
-            addSaturating(ppCoefs[j][i], conjugateProduct(a, x.re, basop::L_negate(x.im)), shift);
-        }
+    if (negative) {
+        return qolStsSizeErr;
     }
+    updatePairs_32sc(pStepSize, ppSrc, pError, nullptr, ppCoefs, numSegments, 0, numSubbands,
+                     scaleFactor);
     return qolStsNoErr;
 }
 
@@ -194,23 +358,8 @@ QolStatus qolsFIRSubbandLowCoeffUpdate_EC_32sc_I(const Qol32sc** ppSrc, const Qo
     if (status != qolStsNoErr) {
         return status;
     }
-    for (Qol32s i = startSubband; i < numSubbands; ++i) {
-        const Qol32sc a{scaleError(pError[i].re, pStepSize[i].mantissa),
-                        scaleError(pError[i].im, pStepSize[i].mantissa)};
-        pTmp[i] = a;
-        const Qol64s shift = incrementShift(pStepSize[i], scaleFactor);
-        for (Qol32s j = 0; j < numSegments; ++j) {
-            const Qol32sc x = ppSrc[j][i];
-            Qol32sc& c = ppCoefs[j][i];
-            const Product p = conjugateProduct(a, x.re, wrapSub32(0, x.im));
-            if (shift >= 0) {
-                c = {wrap32(wrapAdd64(c.re, shiftRight(p.re, shift))),
-                     wrap32(wrapAdd64(c.im, shiftRight(p.im, shift)))};
-            } else {
-                addSaturating(c, p, shift);
-            }
-        }
-    }
+    updatePairs_32sc(pStepSize, ppSrc, pError, pTmp, ppCoefs, numSegments, startSubband,
+                     numSubbands, scaleFactor);
     return qolStsNoErr;
 }
 

@@ -21,6 +21,7 @@ inline void storeLow64(void* p, i128 v) { _mm_storel_epi64(static_cast<i128*>(p)
 inline i128 zero() { return _mm_setzero_si128(); }
 inline i128 splat16(Qol16s v) { return _mm_set1_epi16(v); }
 inline i128 splat32(Qol32s v) { return _mm_set1_epi32(v); }
+inline i128 splat64(Qol64s v) { return _mm_set1_epi64x(v); }
 
 /// Products of eight 16-bit pairs, neighbours added: four wrapping 32-bit sums (only two pairs of
 /// -32768 squared wrap).
@@ -29,6 +30,10 @@ inline i128 add16(i128 a, i128 b) { return _mm_add_epi16(a, b); }
 inline i128 add32(i128 a, i128 b) { return _mm_add_epi32(a, b); }
 inline i128 sub32(i128 a, i128 b) { return _mm_sub_epi32(a, b); }
 inline i128 add64(i128 a, i128 b) { return _mm_add_epi64(a, b); }
+inline i128 sub64(i128 a, i128 b) { return _mm_sub_epi64(a, b); }
+/// 64-bit products of the lower 32-bit lane of each pair; upperLanes brings the upper ones there.
+inline i128 mulLower32(i128 a, i128 b) { return _mm_mul_epi32(a, b); }
+inline i128 upperLanes(i128 v) { return _mm_shuffle_epi32(v, 0xF5); }
 inline i128 addSat16(i128 a, i128 b) { return _mm_adds_epi16(a, b); }
 inline i128 subSat16(i128 a, i128 b) { return _mm_subs_epi16(a, b); }
 /// Four and four 32-bit values narrowed to eight 16-bit ones by Rule S.
@@ -39,6 +44,13 @@ inline i128 widenHigh(i128 v) { return _mm_cvtepi16_epi32(_mm_unpackhi_epi64(v, 
 /// Low and high two 32-bit values widened with sign to 64 bits.
 inline i128 widenLow64(i128 v) { return _mm_cvtepi32_epi64(v); }
 inline i128 widenHigh64(i128 v) { return _mm_cvtepi32_epi64(_mm_unpackhi_epi64(v, v)); }
+/// Lower and upper 32 bits of two and two 64-bit lanes.
+inline i128 lowerHalves(i128 a, i128 b) {
+    return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0x88));
+}
+inline i128 upperHalves(i128 a, i128 b) {
+    return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0xDD));
+}
 
 /// The eight 16-bit lanes in falling order.
 inline i128 reverse16(i128 v) {
@@ -74,6 +86,7 @@ inline f256 maxf(f256 a, f256 b) { return _mm256_max_ps(a, b); }
 
 inline d256 loadd(const Qol64f* p) { return _mm256_loadu_pd(p); }
 inline void stored(Qol64f* p, d256 v) { _mm256_storeu_pd(p, v); }
+inline d256 zerod() { return _mm256_setzero_pd(); }
 inline d256 splatd(Qol64f v) { return _mm256_set1_pd(v); }
 inline d256 addd(d256 a, d256 b) { return _mm256_add_pd(a, b); }
 inline d256 muld(d256 a, d256 b) { return _mm256_mul_pd(a, b); }

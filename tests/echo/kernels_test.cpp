@@ -43,42 +43,166 @@ Rows<Qol32fc> floatRows(Random& r, int count, int len, double amplitude) {
                        static_cast<Qol32f>(uniformReal(r, -amplitude, amplitude))};
     });
 }
-std::vector<Qol32fc> row(const Rows<Qol32fc>& r, int j, int len) {
-    const Qol32fc* p = r.rows[static_cast<std::size_t>(j)];
-    return {p, p + len};
+/// Magnitudes of up to so many bits, or now and then an end of the 32-bit range.
+Rows<Qol32sc> fixedRows(Random& r, int count, int len, int bits, bool extreme) {
+    const auto part = [&] {
+        const Qol64s ends[] = {-0x80000000LL, -0x7FFFFFFF, 0x7FFFFFFF, 0x40000000};
+        const Qol64s limit = (1LL << bits) - 1;
+        return static_cast<Qol32s>(extreme && uniform(r, 0, 3) == 0 ? ends[uniform(r, 0, 3)]
+                                                                    : uniform(r, -limit, limit));
+    };
+    return makeRows<Qol32sc>(count, len, [&] {
+        const Qol32s re = part();
+        return Qol32sc{re, part()};
+    });
 }
-bool same(const std::vector<Qol32fc>& a, const std::vector<Qol32fc>& b) {
+template <typename T>
+Rows<T> copyOf(const Rows<T>& r) {
+    Rows<T> c = r;
+    for (std::size_t j = 0; j < c.rows.size(); ++j) {
+        c.rows[j] = c.memory[j].data() + j % 3;
+    }
+    return c;
+}
+template <typename T>
+bool same(const Rows<T>& a, const Rows<T>& b) {
+    for (std::size_t j = 0; j < a.memory.size(); ++j) {
+        if (std::memcmp(a.memory[j].data(), b.memory[j].data(), a.memory[j].size() * sizeof(T))) {
+            return false;
+        }
+    }
+    return true;
+}
+template <typename T>
+bool same(const std::vector<T>& a, const std::vector<T>& b) {
     return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof a[0]) == 0;
 }
 
-TEST(SubbandKernels, FilterAndUpdateInPairsEqualTheirDefinitions) {
+TEST(SubbandKernels, FloatFilterIsWithinTheRoundingOfItsDefinition) {
     Random r;
     for (int bands = 1; bands <= 35; ++bands) {
         for (const int taps : {1, 2, 7, 43}) {
-            const auto x = floatRows(r, taps, bands, 30000);
-            auto c = floatRows(r, taps, bands, 2), d = c;
-            for (int j = 0; j < taps; ++j) {
-                d.rows[static_cast<std::size_t>(j)] =
-                    d.memory[static_cast<std::size_t>(j)].data() + j % 3;
-            }
-            auto fast = guarded<Qol32fc>(static_cast<std::size_t>(bands)),
-                 plain = guarded<Qol32fc>(static_cast<std::size_t>(bands), 1);
+            const auto x = floatRows(r, taps, bands, 30000), c = floatRows(r, taps, bands, 2);
+            const auto n = static_cast<std::size_t>(bands);
+            auto fast = guarded<Qol32fc>(n), plain = guarded<Qol32fc>(n, 1);
             echo::firSubbandPairs_32fc(x.rows.data(), c.rows.data(), fast.data, taps, bands);
-            echo::firSubbandPlain_32fc(x.rows.data(), c.rows.data(), plain.data, taps, 0, bands);
-            ASSERT_TRUE(same(values(fast), values(plain))) << bands << " bands, " << taps;
+            echo::firSubbandPlain_32fc(x.rows.data(), c.rows.data(), plain.data, taps, bands);
             ASSERT_TRUE(intact(fast));
+            for (std::size_t i = 0; i < n; ++i) {
+                double magnitude = 0;
+                for (std::size_t j = 0; j < x.rows.size(); ++j) {
+                    const Qol32fc a = x.rows[j][i], b = c.rows[j][i];
+                    magnitude += std::hypot(a.re, a.im) * std::hypot(b.re, b.im);
+                }
+                const double bound = (taps + 1) * 0x1p-24 * magnitude; // of the float sums
+                ASSERT_NEAR(fast.data[i].re, plain.data[i].re, bound) << bands << ' ' << taps;
+                ASSERT_NEAR(fast.data[i].im, plain.data[i].im, bound) << bands << ' ' << taps;
+            }
+        }
+    }
+}
 
+TEST(SubbandKernels, FloatUpdateInPairsEqualsItsDefinition) {
+    Random r;
+    for (int bands = 1; bands <= 35; ++bands) {
+        for (const int taps : {1, 2, 7, 43}) {
+            const auto x = floatRows(r, taps, bands, 30000), e = floatRows(r, 1, bands, 1000);
+            auto c = floatRows(r, taps, bands, 2), d = copyOf(c);
             std::vector<Qol64f> steps;
             for (int i = 0; i < bands; ++i) {
                 steps.push_back(uniformReal(r, 0, 1e-9));
             }
-            const auto e = floatRows(r, 1, bands, 1000);
             echo::updatePairs_32fc(steps.data(), x.rows.data(), e.rows[0], c.rows.data(), taps,
                                    bands);
-            echo::updatePlain_32fc(steps.data(), x.rows.data(), e.rows[0], d.rows.data(), taps, 0,
+            echo::updatePlain_32fc(steps.data(), x.rows.data(), e.rows[0], d.rows.data(), taps,
                                    bands);
-            for (int j = 0; j < taps; ++j) {
-                ASSERT_TRUE(same(row(c, j, bands), row(d, j, bands))) << bands << ' ' << j;
+            ASSERT_TRUE(same(c, d)) << bands << ' ' << taps;
+        }
+    }
+}
+
+TEST(SubbandKernels, FixedFiltersInPairsEqualTheirDefinitions) {
+    Random r;
+    for (int bands = 1; bands <= 19; ++bands) {
+        for (const int taps : {1, 2, 5, 44}) {
+            for (const int bits : {20, 27, 31}) {
+                const bool extreme = bits == 31;
+                const auto x = fixedRows(r, taps, bands, bits, extreme),
+                           c = fixedRows(r, taps, bands, bits, extreme);
+                for (const int scale : {-31, -3, 0, 1, 18, 31}) {
+                    const auto n = static_cast<std::size_t>(bands);
+                    auto fast = guarded<Qol32sc>(n, 1), plain = guarded<Qol32sc>(n);
+                    echo::firSubbandPairs_32sc(x.rows.data(), c.rows.data(), fast.data, taps, bands,
+                                               scale);
+                    echo::firSubbandPlain_32sc(x.rows.data(), c.rows.data(), plain.data, taps,
+                                               bands, scale);
+                    ASSERT_TRUE(same(values(fast), values(plain)))
+                        << bands << ' ' << taps << ' ' << bits << ' ' << scale;
+                    if (scale >= 0) {
+                        const int first = bands / 3;
+                        echo::firSubbandLowPairs_32sc(x.rows.data(), c.rows.data(), fast.data, taps,
+                                                      first, bands, scale);
+                        echo::firSubbandLowPlain_32sc(x.rows.data(), c.rows.data(), plain.data,
+                                                      taps, first, bands, scale);
+                        ASSERT_TRUE(same(values(fast), values(plain))) << bands << ' ' << taps;
+                    }
+                    ASSERT_TRUE(intact(fast));
+                }
+            }
+        }
+    }
+}
+
+// Terms of 2^62 and more: sums that saturate, sums that come back from the end, a clamped term.
+TEST(SubbandKernels, FixedFilterSaturatesAtEveryStep) {
+    constexpr Qol32s kLeast = -0x7FFFFFFF - 1, kMost = 0x7FFFFFFF;
+    const Qol32sc values[] = {{kLeast, kLeast}, {kMost, kLeast}, {kMost, kMost}, {kLeast, 0}};
+    Random r;
+    for (int round = 0; round < 500; ++round) {
+        auto x = fixedRows(r, 4, 3, 1, false), c = fixedRows(r, 4, 3, 1, false);
+        for (std::size_t j = 0; j < 4; ++j) {
+            for (int i = 0; i < 3; ++i) {
+                x.rows[j][i] = values[uniform(r, 0, 3)];
+                c.rows[j][i] = values[uniform(r, 0, 3)];
+            }
+        }
+        std::vector<Qol32sc> fast(3), plain(3);
+        echo::firSubbandPairs_32sc(x.rows.data(), c.rows.data(), fast.data(), 4, 3, 31);
+        echo::firSubbandPlain_32sc(x.rows.data(), c.rows.data(), plain.data(), 4, 3, 31);
+        ASSERT_TRUE(same(fast, plain));
+    }
+}
+
+TEST(SubbandKernels, FixedUpdatesInPairsEqualTheirDefinitions) {
+    Random r;
+    for (int bands = 1; bands <= 19; ++bands) {
+        for (const int taps : {1, 2, 5, 44}) {
+            for (const int bits : {20, 30, 31}) {
+                const bool extreme = bits == 31;
+                const auto x = fixedRows(r, taps, bands, bits, extreme),
+                           e = fixedRows(r, 1, bands, bits, extreme);
+                const int first = bands / 4;
+                for (const bool cheap : {false, true}) {
+                    std::vector<QolStepSize_EC> steps;
+                    for (int i = 0; i < bands; ++i) {
+                        const bool least = cheap && uniform(r, 0, 4) == 0;
+                        steps.push_back({least ? -0x7FFFFFFF - 1
+                                               : static_cast<Qol32s>(uniform(r, 0, 0x7FFFFFFF)),
+                                         static_cast<Qol32s>(uniform(r, i % 8 ? 60 : 20, 150))});
+                    }
+                    const std::size_t n = cheap ? static_cast<std::size_t>(bands) : 0;
+                    auto fastTmp = guarded<Qol32sc>(n), plainTmp = guarded<Qol32sc>(n);
+                    auto c = fixedRows(r, taps, bands, bits, extreme), d = copyOf(c);
+                    echo::updatePairs_32sc(steps.data(), x.rows.data(), e.rows[0],
+                                           cheap ? fastTmp.data : nullptr, c.rows.data(), taps,
+                                           first, bands, 18);
+                    echo::updatePlain_32sc(steps.data(), x.rows.data(), e.rows[0],
+                                           cheap ? plainTmp.data : nullptr, d.rows.data(), taps,
+                                           first, bands, 18);
+                    ASSERT_TRUE(same(c, d)) << bands << ' ' << taps << ' ' << bits << ' ' << cheap;
+                    ASSERT_TRUE(same(values(fastTmp), values(plainTmp)));
+                    ASSERT_TRUE(intact(fastTmp));
+                }
             }
         }
     }
