@@ -153,6 +153,9 @@ QolStatus qolsDecomposeMLTToDCT_G7221_16s(const Qol16s* pSrc, Qol16s* pMem, Qol1
                                           Qol32s len) QOL_NOEXCEPT;
 
 /** The same with len 320.
+ *  @param[in]     pSrc  320 elements, new samples
+ *  @param[in,out] pMem  320 elements, the previous frame; takes the new one
+ *  @param[out]    pDst  320 elements
  *  @return qolStsNoErr; qolStsNullPtrErr */
 QolStatus qolsDecomposeMLTToDCT_G722_16s(const Qol16s* pSrc, Qol16s* pMem,
                                          Qol16s* pDst) QOL_NOEXCEPT;
@@ -165,6 +168,8 @@ QolStatus qolsDecomposeMLTToDCT_G722_16s(const Qol16s* pSrc, Qol16s* pMem,
 QolStatus qolsDCTFwd_G7221_16s(const Qol16s* pSrc, Qol16s* pDst, Qol32s len) QOL_NOEXCEPT;
 
 /** The same with len 320.
+ *  @param[in]  pSrc  320 elements
+ *  @param[out] pDst  320 elements; may be pSrc
  *  @return qolStsNoErr; qolStsNullPtrErr */
 QolStatus qolsDCTFwd_G722_16s(const Qol16s* pSrc, Qol16s* pDst) QOL_NOEXCEPT;
 
@@ -176,6 +181,8 @@ QolStatus qolsDCTFwd_G722_16s(const Qol16s* pSrc, Qol16s* pDst) QOL_NOEXCEPT;
 QolStatus qolsDCTInv_G7221_16s(const Qol16s* pSrc, Qol16s* pDst, Qol32s len) QOL_NOEXCEPT;
 
 /** The same with len 320.
+ *  @param[in]  pSrc  320 elements
+ *  @param[out] pDst  320 elements; may be pSrc
  *  @return qolStsNoErr; qolStsNullPtrErr */
 QolStatus qolsDCTInv_G722_16s(const Qol16s* pSrc, Qol16s* pDst) QOL_NOEXCEPT;
 
@@ -189,6 +196,9 @@ QolStatus qolsDecomposeDCTToMLT_G7221_16s(const Qol16s* pSrc, Qol16s* pMem, Qol1
                                           Qol32s len) QOL_NOEXCEPT;
 
 /** The same with len 320.
+ *  @param[in]     pSrc  320 elements, DCT output
+ *  @param[in,out] pMem  160 elements, kept for the next frame; cleared before the first
+ *  @param[out]    pDst  320 elements, samples
  *  @return qolStsNoErr; qolStsNullPtrErr */
 QolStatus qolsDecomposeDCTToMLT_G722_16s(const Qol16s* pSrc, Qol16s* pMem,
                                          Qol16s* pDst) QOL_NOEXCEPT;
