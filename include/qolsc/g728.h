@@ -27,6 +27,22 @@ extern "C" {
 QolStatus qolsWinHybridGetStateSize_G728_16s(int valOrder, int valFrameLen, int valNonRecLen,
                                              int valBlock, int* pSize) QOL_NOEXCEPT;
 
+/** What a hybrid window's record begins with, at its first address that is a multiple of 16. For
+ *  reading alone: the standard keeps the old filter when the value at lag M is exactly 0 before it
+ *  is rounded, which the 16-bit result doesn't show and these do. Blocks 37, 44 and 50. */
+typedef struct QolsWinHybridState_G728 {
+    const Qol16s* pWindow; /**< M+N+L weights, the newest sample's first */
+    Qol16s order;          /**< M */
+    Qol16s frameLen;       /**< N */
+    Qol16s nonRecLen;      /**< L */
+    Qol16s frameBlocks;    /**< N/block, 0 without blocks */
+    Qol16s nonRecBlocks;   /**< (M+L)/block */
+    Qol16s totalBlocks;    /**< (M+N+L)/block */
+    Qol16s attShift;       /**< 14 for an attenuation of 12288, 15 for 8192 */
+    Qol16s* pBuffer;       /**< recursive correlation of M+1 lags and its exponent, the last M+N+L
+                                samples in time order, the exponents of their blocks */
+} QolsWinHybridState_G728;
+
 /** Makes the record: zero history, recursive part 0. The record holds addresses and is not to be
  *  moved. Annex A.
  *  @param[in] pWindow  M+N+L elements: window, Q15, the newest sample's weight first as the

@@ -49,15 +49,6 @@ void storeRecord(Qol8u* pState, const T& record) {
     std::memcpy(pState, &record, sizeof record);
 }
 
-/// Memory of the hybrid window; the words behind it hold the recursive correlation (M + 1) with its
-/// exponent, the history, and one exponent a block.
-struct QolsWinHybridState_G728 {
-    const Qol16s* pWindow;
-    Qol16s order, frameLen, nonRecLen;
-    Qol16s frameBlocks, nonRecBlocks, totalBlocks;
-    Qol16s attShift;
-    Qol16s* pBuffer;
-};
 static_assert(sizeof(QolsWinHybridState_G728) == 32);
 
 /// Pole-zero filter of order 10: its memories, newest first, and the published size of 64 bytes.

@@ -158,7 +158,8 @@ bool updateVectors(const Solution& s, Solution& next, int order, const Factors& 
         greatest = _mm_max_epi16(greatest, forward);
         least = _mm_min_epi16(least, forward);
         if (v == Vectors - 1) {
-            forward = _mm_or_si128(forward, _mm_and_si128(f.last, load(kElement + 7 - (order & 7))));
+            forward =
+                _mm_or_si128(forward, _mm_and_si128(f.last, load(kElement + 7 - (order & 7))));
         }
         store(next.forward + 8 * v, forward);
     }

@@ -341,7 +341,7 @@ QolStatus qolsWinHybridInit_G728_16s(const Qol16s* pWindow, int valOrder, int va
     if (anyNull(pWindow, pState)) {
         return qolStsNullPtrErr;
     }
-    g728::QolsWinHybridState_G728& state = g728::recordOf(pState);
+    QolsWinHybridState_G728& state = g728::recordOf(pState);
     const int length = valOrder + valFrameLen + valNonRecLen;
     const bool blocks = valBlock > 0;
     state.pWindow = pWindow;
@@ -367,7 +367,7 @@ QolStatus qolsWinHybrid_G728_16s(int, const Qol16s* pSrc, Qol16s* pDst, Qol8u* p
     if (anyNull(pSrc, pDst, pState)) {
         return qolStsNullPtrErr;
     }
-    g728::QolsWinHybridState_G728& state = g728::recordOf(pState);
+    QolsWinHybridState_G728& state = g728::recordOf(pState);
     g728::HybridSpan span = g728::advance(state, pSrc);
     span.shift = g728::normVector(span.samples, span.length, 15);
     g728::analyse(state, span, pDst);
@@ -379,7 +379,7 @@ QolStatus qolsWinHybridBlock_G728_16s(int valIter, const Qol16s* pSrc, Qol16s* p
     if (anyNull(pSrc, pDst1, pDst2, pState)) {
         return qolStsNullPtrErr;
     }
-    g728::QolsWinHybridState_G728& state = g728::recordOf(pState);
+    QolsWinHybridState_G728& state = g728::recordOf(pState);
     const int fresh = state.frameBlocks, total = state.totalBlocks;
     if (fresh < 1) {
         return qolsc::qolsWinHybrid_G728_16s(valIter, pSrc, pDst2, pState);

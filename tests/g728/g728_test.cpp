@@ -131,7 +131,7 @@ TEST(G728Window, lagsInLanesEqualTheDefinition) {
         a.back() = 31;
         a.resize(a.size() + static_cast<std::size_t>(length)); // as in the record: the history
         b = a;
-        g728::QolsWinHybridState_G728 fast{}, plain{};
+        QolsWinHybridState_G728 fast{}, plain{};
         fast.order = static_cast<Qol16s>(f.order);
         fast.frameLen = static_cast<Qol16s>(f.fresh);
         fast.nonRecLen = static_cast<Qol16s>(f.rest);

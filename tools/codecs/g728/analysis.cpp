@@ -5,15 +5,13 @@
 #include "numeric/blockfloat.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace qolsc::tools::g728 {
 
 using namespace blockfloat;
 
 namespace {
-
-/// The weighting analysis limits the exponent of its recursive part.
-constexpr int kWeightingLimit = 41;
 
 /// The two exponents' differences as right shifts of the recursive and the new part.
 struct Shifts {
@@ -31,78 +29,67 @@ Qol64s sumOf(const Qol16s* w, int first, int end, int lag) {
     return s;
 }
 
-} // namespace
+/// Recursive part of a window at lags 0 and M.
+struct Recursive {
+    Qol16s first, last;
+    int exponent;
+};
+Recursive recursiveOf(const QolsWinHybridState_G728& w) {
+    return {w.pBuffer[0], w.pBuffer[w.order], w.pBuffer[w.order + 1]};
+}
 
-bool lastLagVanishes(LastLag& lag, const Qol16s* samples, const Qol16s* exponents) {
+/// True when the value at lag M before its rounding was 0 in the window's last call; `before` is
+/// the recursive part before that call.
+bool lastLagVanishes(const QolsWinHybridState_G728& window, const Recursive& before) {
     constexpr int kMostSamples = 105;
-    const int length = static_cast<int>(lag.history.size());
-    std::copy(lag.history.begin() + lag.fresh, lag.history.end(), lag.history.begin());
-    std::copy_n(samples, lag.fresh, lag.history.end() - lag.fresh);
-    int up;
-    if (lag.block > 0) {
-        const int blocks = lag.fresh / lag.block;
-        std::copy(lag.exponents.begin() + blocks, lag.exponents.end(), lag.exponents.begin());
-        std::copy_n(exponents, blocks, lag.exponents.end() - blocks);
-        up = *std::min_element(lag.exponents.begin(), lag.exponents.end());
-    } else {
-        up = normVector(lag.history.data(), length, 15);
-    }
+    const int m = window.order, start = m + window.frameLen, length = start + window.nonRecLen;
+    const Qol16s *samples = window.pBuffer + m + 2, *exponents = samples + length;
+    const int blocks = window.totalBlocks, block = blocks > 0 ? length / blocks : length;
+    const int up = blocks > 0 ? *std::min_element(exponents, exponents + blocks)
+                              : normVector(samples, length, 15);
     Qol16s w[kMostSamples];
-    int own = up;
-    for (int i = 0, block = 0, left = 0; i < length; ++i, --left) {
-        if (lag.block > 0 && left == 0) {
-            own = up + 1 - lag.exponents[static_cast<std::size_t>(block++)];
-            left = lag.block;
-        }
-        const Qol32s p = Qol32s{lag.history[static_cast<std::size_t>(i)]} *
-                         lag.window[static_cast<std::size_t>(length - 1 - i)];
+    for (int i = 0; i < length; ++i) {
+        const int own = blocks > 0 ? up + 1 - exponents[i / block] : up;
+        const Qol32s p = Qol32s{samples[i]} * window.pWindow[length - 1 - i];
         w[i] = roundHigh(own >= 0 ? p * (Qol64s{1} << std::min(own, 31)) : p >> std::min(-own, 31));
     }
-    const int products = 2 * up, m = lag.order, start = m + lag.fresh;
-    Shifts s = shiftsOf(lag.exponent, products);
-    const Qol64s factor = 65536 - (1 << lag.attenuation);
-    const Qol64s z0 =
-        shiftRight(lag.first * factor, s.old) + shiftRight(sumOf(w, m, start, 0), s.fresh);
-    const Qol64s zm =
-        shiftRight(lag.last * factor, s.old) + shiftRight(sumOf(w, m, start, m), s.fresh);
-    const int n = normBits(z0, 32);
-    lag.first = roundHigh(scaleUp<Qol32s>(z0, n));
-    lag.last = roundHigh(scaleUp<Qol32s>(zm, n));
-    const int exponent = std::min(lag.exponent, products) + n - 1;
+    const int products = 2 * up;
+    Shifts s = shiftsOf(before.exponent, products);
+    const Qol64s factor = 65536 - (1 << window.attShift);
+    const Qol64s energy =
+        shiftRight(before.first * factor, s.old) + shiftRight(sumOf(w, m, start, 0), s.fresh);
+    const int exponent = std::min(before.exponent, products) + normBits(energy, 32) - 1;
     s = shiftsOf(exponent, products);
-    lag.exponent = lag.attenuation == 15 ? std::min(exponent, kWeightingLimit) : exponent;
-    return shiftRight(lag.last * Qol64s{65536}, s.old) +
+    return shiftRight(window.pBuffer[m] * Qol64s{65536}, s.old) +
                shiftRight(sumOf(w, start, length, m), s.fresh) ==
            0;
 }
 
+} // namespace
+
 Window openWindow(const WindowForm& form) {
     int size = 0;
     qolsWinHybridGetStateSize_G728_16s(form.order, form.fresh, form.rest, form.block, &size);
-    Window window{std::vector<Qol8u>(static_cast<std::size_t>(size)),
-                  {.window = form.table,
-                   .order = form.order,
-                   .fresh = form.fresh,
-                   .block = form.block,
-                   .attenuation = form.attenuation == 8192 ? 15 : 14,
-                   .history = std::vector<Qol16s>(form.table.size()),
-                   .exponents = {}}};
-    if (form.block > 0) {
-        window.lag.exponents.assign(form.table.size() / static_cast<std::size_t>(form.block), 16);
-    }
+    Window window{std::vector<Qol8u>(static_cast<std::size_t>(size)), nullptr};
     qolsWinHybridInit_G728_16s(form.table.data(), form.order, form.fresh, form.rest, form.block,
                                form.attenuation, window.record.data());
+    constexpr std::uintptr_t kAlignment = 16;
+    const auto address = reinterpret_cast<std::uintptr_t>(window.record.data());
+    window.state = reinterpret_cast<const QolsWinHybridState_G728*>(window.record.data() +
+                                                                    (-address & (kAlignment - 1)));
     return window;
 }
 
 bool autocorrelate(Window& window, const Qol16s* samples, Qol16s* exponents, Qol16s* correlation) {
-    const bool vanishes = lastLagVanishes(window.lag, samples, exponents);
-    if (window.lag.block > 0) {
+    const Recursive before = recursiveOf(*window.state);
+    if (window.state->totalBlocks > 0) {
         qolsWinHybridBlock_G728_16s(0, samples, exponents, correlation, window.record.data());
     } else {
         qolsWinHybrid_G728_16s(0, samples, correlation, window.record.data());
     }
-    return !vanishes;
+    // Only what is rounded to 0 can have been 0.
+    return correlation[window.state->order] != 0 ||
+           (correlation[0] > 0 && !lastLagVanishes(*window.state, before));
 }
 
 bool solve(const Qol16s* correlation, Predictor& p) {

@@ -12,22 +12,9 @@ namespace qolsc::tools::g728 {
 
 inline constexpr int kShortOrder = 10, kLongOrder = 50;
 
-/// Lags 0 and M of the hybrid window at full precision. The standard keeps the old filter when the
-/// value at lag M is exactly 0 before it is rounded, which the window's 16-bit output doesn't show.
-struct LastLag {
-    std::span<const Qol16s> window;
-    int order, fresh, block, attenuation; ///< attenuation: 14 or 15
-    std::vector<Qol16s> history, exponents;
-    Qol16s first = 0, last = 0;
-    int exponent = 31;
-};
-
-/// Takes the new samples in (with their exponents where there are blocks); true when lag M is 0.
-bool lastLagVanishes(LastLag& lag, const Qol16s* samples, const Qol16s* exponents);
-
 struct Window {
     std::vector<Qol8u> record;
-    LastLag lag;
+    const QolsWinHybridState_G728* state; ///< in the record
 };
 struct WindowForm {
     std::span<const Qol16s> table;
