@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// GSM full rate beside libspandsp and libgsm; AMR's searches beside their plain forms, and all
-// encoder functions of a 12.2 kbit/s frame beside libopencore-amrnb's whole encoder. One second and
-// more of real speech throughout.
+// GSM full rate beside libspandsp and libgsm; whole AMR encoders and decoders beside
+// libopencore-amrnb's, its searches beside their plain forms, all encoder functions of a 12.2
+// kbit/s frame by themselves. Five seconds of real speech throughout.
 #include "codecs/codec.h"
+#include "codecs/streams.h"
 #include "gsm/amr_fcb.h"
 #include "gsm/amr_lsf.h"
 #include "kit/data.h"
@@ -19,6 +20,7 @@ extern "C" {
 #include <gsm.h>
 #endif
 #ifdef QOLSC_HAVE_OPENCORE_AMRNB
+#include <opencore-amrnb/interf_dec.h>
 #include <opencore-amrnb/interf_enc.h>
 #endif
 
@@ -280,20 +282,92 @@ void amrFrame122(benchmark::State& st) {
 }
 BENCHMARK(amrFrame122);
 
+// ---- AMR: whole codecs, by mode ----
+
+const char* amrName(benchmark::State& st) {
+    constexpr const char* names[8] = {"amr-4.75", "amr-5.15", "amr-5.90", "amr-6.70",
+                                      "amr-7.40", "amr-7.95", "amr-10.2", "amr-12.2"};
+    return names[st.range(0)];
+}
+
+const std::vector<std::uint8_t>& amrFile(benchmark::State& st) {
+    static std::array<std::vector<std::uint8_t>, 8> files;
+    std::vector<std::uint8_t>& file = files[static_cast<std::size_t>(st.range(0))];
+    if (file.empty()) {
+        constexpr int codes[8] = {0, 1, 3, 6, 7, 8, 11, 12};
+        file =
+            readBytes("gsm/sequences/speech_a_rate" + std::to_string(codes[st.range(0)]) + ".amr");
+    }
+    return file;
+}
+
+void amrEncode(benchmark::State& st) {
+    const tools::Codec& codec = *tools::findCodec(amrName(st));
+    void* encoder = codec.openEncoder(codec, {});
+    tools::Frame frame;
+    for (auto _ : st) {
+        for (std::size_t n = 0; n < frames(); ++n) {
+            codec.encode(encoder, speech().data() + n * kFrame, kFrame, frame);
+            benchmark::DoNotOptimize(frame.payload.data());
+        }
+    }
+    codec.closeEncoder(encoder);
+    perFrame(st);
+}
+BENCHMARK(amrEncode)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
+
+void amrDecode(benchmark::State& st) {
+    const tools::Codec& codec = *tools::findCodec(amrName(st));
+    void* decoder = codec.openDecoder(codec, {});
+    std::vector<tools::Frame> in(frames());
+    std::span<const std::uint8_t> rest = std::span(amrFile(st)).subspan(6);
+    for (tools::Frame& f : in) {
+        rest = rest.subspan(
+            static_cast<std::size_t>(tools::findForm(codec, "file")->readFrame(codec, rest, f)));
+    }
+    std::array<Qol16s, kFrame> pcm;
+    for (auto _ : st) {
+        for (const tools::Frame& f : in) {
+            codec.decode(decoder, f, pcm.data());
+            benchmark::DoNotOptimize(pcm.data());
+        }
+    }
+    codec.closeDecoder(decoder);
+    perFrame(st);
+}
+BENCHMARK(amrDecode)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
+
 #ifdef QOLSC_HAVE_OPENCORE_AMRNB
-void amrFrame122Opencore(benchmark::State& st) {
+void amrEncodeOpencore(benchmark::State& st) {
     void* s = Encoder_Interface_init(0);
     std::array<unsigned char, 64> out;
     for (auto _ : st) {
-        for (std::size_t n = 0; n + 1 < frames(); ++n) {
-            Encoder_Interface_Encode(s, MR122, speech().data() + n * kFrame, out.data(), 0);
+        for (std::size_t n = 0; n < frames(); ++n) {
+            Encoder_Interface_Encode(s, static_cast<Mode>(st.range(0)),
+                                     speech().data() + n * kFrame, out.data(), 0);
             benchmark::DoNotOptimize(out.data());
         }
     }
     Encoder_Interface_exit(s);
-    st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(frames() - 1));
+    perFrame(st);
 }
-BENCHMARK(amrFrame122Opencore);
+BENCHMARK(amrEncodeOpencore)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
+
+void amrDecodeOpencore(benchmark::State& st) {
+    void* s = Decoder_Interface_init();
+    const std::vector<std::uint8_t>& file = amrFile(st);
+    const std::size_t step = (file.size() - 6) / frames(); // all frames have one length
+    std::array<Qol16s, kFrame> pcm;
+    for (auto _ : st) {
+        for (std::size_t n = 0; n < frames(); ++n) {
+            Decoder_Interface_Decode(s, file.data() + 6 + n * step, pcm.data(), 0);
+            benchmark::DoNotOptimize(pcm.data());
+        }
+    }
+    Decoder_Interface_exit(s);
+    perFrame(st);
+}
+BENCHMARK(amrDecodeOpencore)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
 #endif
 
 // ---- AMR: algebraic searches ----

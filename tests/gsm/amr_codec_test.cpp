@@ -3,12 +3,8 @@
 // signals, bit for bit; its storage format and its behaviour with damaged frames.
 #include "codecs/amr/encoder.h"
 #include "codecs/amr/streams.h"
-#include "codecs/streams.h"
-#include "kit/data.h"
+#include "gsm/amr_streams.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <memory>
 
 namespace qolsc::test {
@@ -19,47 +15,6 @@ using tools::Frame;
 using tools::StreamForm;
 
 constexpr int kFrame = 160;
-
-const StreamForm& formOf(const Codec& codec, const char* name) {
-    return *tools::findForm(codec, name);
-}
-
-std::vector<std::uint8_t> encodeAll(const Codec& codec, const std::vector<Qol16s>& pcm,
-                                    const tools::CodecSettings& settings) {
-    const StreamForm& file = formOf(codec, "file");
-    std::vector<std::uint8_t> out;
-    file.writeHeader(codec, out);
-    void* encoder = codec.openEncoder(codec, settings);
-    for (std::size_t i = 0; i + kFrame <= pcm.size(); i += kFrame) {
-        Frame frame;
-        codec.encode(encoder, pcm.data() + i, kFrame, frame);
-        file.writeFrame(codec, frame, out);
-    }
-    codec.closeEncoder(encoder);
-    return out;
-}
-
-std::vector<Qol16s> decodeAll(const Codec& codec, std::span<const std::uint8_t> coded,
-                              const char* formName) {
-    const StreamForm& form = formOf(codec, formName);
-    if (form.readHeader != nullptr) {
-        coded = coded.subspan(static_cast<std::size_t>(form.readHeader(codec, coded)));
-    }
-    std::vector<Qol16s> out;
-    void* decoder = codec.openDecoder(codec, {});
-    Frame frame;
-    for (std::ptrdiff_t n; (n = form.readFrame(codec, coded, frame)) != 0;) {
-        if (n < 0) {
-            ADD_FAILURE() << "malformed";
-            break;
-        }
-        coded = coded.subspan(static_cast<std::size_t>(n));
-        out.resize(out.size() + kFrame);
-        codec.decode(decoder, frame, out.data() + out.size() - kFrame);
-    }
-    codec.closeDecoder(decoder);
-    return out;
-}
 
 struct Sequence {
     const char* codec;
