@@ -147,16 +147,21 @@ BENCHMARK(toneSpandsp);
 
 /// Rows in the first-level cache. Arguments: bands, taps.
 void shapes(benchmark::internal::Benchmark* b) { b->Args({17, 43})->Args({33, 47})->Args({64, 8}); }
+
+template <typename T>
 struct Rows {
-    std::vector<Qol32fc> memory;
-    std::vector<Qol32fc*> rows;
+    std::vector<T> memory;
+    std::vector<T*> rows;
+    const T** in() const { return const_cast<const T**>(rows.data()); }
 };
-Rows rows(int taps, int bands) {
+template <typename T>
+Rows<T> rows(int taps, int bands, double amplitude) {
+    using Part = decltype(T{}.re);
     Random r;
-    Rows m;
+    Rows<T> m;
     for (int i = 0; i < taps * bands; ++i) {
-        m.memory.push_back({static_cast<Qol32f>(uniformReal(r, -1, 1)),
-                            static_cast<Qol32f>(uniformReal(r, -1, 1))});
+        m.memory.push_back({static_cast<Part>(uniformReal(r, -amplitude, amplitude)),
+                            static_cast<Part>(uniformReal(r, -amplitude, amplitude))});
     }
     for (int j = 0; j < taps; ++j) {
         m.rows.push_back(&m.memory[static_cast<std::size_t>(j * bands)]);
@@ -164,33 +169,51 @@ Rows rows(int taps, int bands) {
     return m;
 }
 
-void filterKernel(benchmark::State& st) {
+/// A kernel on far-end rows, coefficients and one more row, which is output or error.
+template <typename T, typename Call>
+void runKernel(benchmark::State& st, double farAmplitude, double coefAmplitude, Call call) {
     const int bands = static_cast<int>(st.range(0)), taps = static_cast<int>(st.range(1));
-    const Rows x = rows(taps, bands), c = rows(taps, bands);
-    std::vector<Qol32fc> y(static_cast<std::size_t>(bands));
+    const Rows<T> x = rows<T>(taps, bands, farAmplitude);
+    Rows<T> c = rows<T>(taps, bands, coefAmplitude), y = rows<T>(1, bands, farAmplitude);
     for (auto _ : st) {
-        qolsFIRSubband_EC_32fc(const_cast<const Qol32fc**>(x.rows.data()),
-                               const_cast<const Qol32fc**>(c.rows.data()), y.data(), taps, bands);
-        benchmark::DoNotOptimize(y.data());
+        call(x.in(), c, y.rows[0], taps, bands);
+        benchmark::DoNotOptimize(c.memory.data());
+        benchmark::DoNotOptimize(y.memory.data());
     }
     st.SetItemsProcessed(st.iterations() * taps * bands);
+}
+
+void filterKernel(benchmark::State& st) {
+    runKernel<Qol32fc>(st, 30000, 1, [](auto x, auto& c, auto* y, int taps, int bands) {
+        qolsFIRSubband_EC_32fc(x, c.in(), y, taps, bands);
+    });
 }
 BENCHMARK(filterKernel)->Apply(shapes);
 
 void updateKernel(benchmark::State& st) {
-    const int bands = static_cast<int>(st.range(0)), taps = static_cast<int>(st.range(1));
-    const Rows x = rows(taps, bands), e = rows(1, bands);
-    Rows c = rows(taps, bands);
-    const std::vector<Qol64f> steps(static_cast<std::size_t>(bands), 1e-6);
-    for (auto _ : st) {
-        qolsFIRSubbandCoeffUpdate_EC_32fc_I(steps.data(),
-                                            const_cast<const Qol32fc**>(x.rows.data()), e.rows[0],
-                                            c.rows.data(), taps, bands);
-        benchmark::DoNotOptimize(c.memory.data());
-    }
-    st.SetItemsProcessed(st.iterations() * taps * bands);
+    const std::vector<Qol64f> steps(64, 1e-12);
+    runKernel<Qol32fc>(st, 30000, 1, [&](auto x, auto& c, auto* e, int taps, int bands) {
+        qolsFIRSubbandCoeffUpdate_EC_32fc_I(steps.data(), x, e, c.rows.data(), taps, bands);
+    });
 }
 BENCHMARK(updateKernel)->Apply(shapes);
+
+constexpr double kCoef_Q18 = 1 << 18;
+
+void filterKernelFixed(benchmark::State& st) {
+    runKernel<Qol32sc>(st, 30000, kCoef_Q18, [](auto x, auto& c, auto* y, int taps, int bands) {
+        qolsFIRSubband_EC_32sc_Sfs(x, c.in(), y, taps, bands, 18);
+    });
+}
+BENCHMARK(filterKernelFixed)->Apply(shapes);
+
+void updateKernelFixed(benchmark::State& st) {
+    const std::vector<QolStepSize_EC> steps(64, QolStepSize_EC{0x40000000, 79}); // shifts of 30
+    runKernel<Qol32sc>(st, 30000, kCoef_Q18, [&](auto x, auto& c, auto* e, int taps, int bands) {
+        qolsFIRSubbandCoeffUpdate_EC_32sc_I(steps.data(), x, e, c.rows.data(), taps, bands, 18);
+    });
+}
+BENCHMARK(updateKernelFixed)->Apply(shapes);
 
 /// Doubles multiplied and added in registers, four lanes of each a cycle at best: what a kernel
 /// with products in double precision can reach. Items are complex products, eight operations.

@@ -3,6 +3,7 @@
 // squared samples.
 #include "echo/controller.h"
 #include "echo/echo.h"
+#include "echo/subband_filter.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
 #include "vector/vector.h"
@@ -45,12 +46,37 @@ Qol32s smooth32(Qol32s alpha_Q14, Qol32s old, Qol64s next) {
     return saturate32(smooth_Q14(alpha_Q14, old, next));
 }
 
-Qol64s coefficientEnergy(Qol32sc* const* ppCoefs, Qol32s numSegments, Qol32s i) {
-    Qol64s sum = 0;
-    for (Qol32s j = 0; j < numSegments; ++j) {
-        sum = wrapAdd64(sum, scaledPower(ppCoefs[j][i], kPowerShift));
+/// Powers of two complex numbers added to two sums.
+inline simd::i128 addPowers(simd::i128 sums, simd::i128 z) {
+    using namespace simd;
+    const i128 im = upperLanes(z), half = splat64(Qol64s{1} << (kPowerShift - 1));
+    const i128 power = add64(mulLower32(z, z), add64(mulLower32(im, im), half));
+    return add64(sums, _mm_srli_epi64(power, kPowerShift));
+}
+
+/// Energies of the coefficients of all bands of a tile from i on.
+constexpr Qol32s kTile = 8;
+void coefficientEnergy(const Qol32sc* const* ppCoefs, Qol32s numSegments, Qol32s i, Qol32s n,
+                       Qol64s* pEnergy) {
+    Qol32s k = 0;
+    for (; k + 2 <= n; k += 2) {
+        simd::i128 sums = simd::zero();
+        for (Qol32s j = 0; j < numSegments; ++j) {
+            sums = addPowers(sums, simd::load(ppCoefs[j] + i + k));
+        }
+        simd::store(pEnergy + k, sums);
     }
-    return sum;
+    if (k < n) { // two taps a vector
+        simd::i128 sums = simd::zero();
+        Qol32s j = 0;
+        for (; j + 2 <= numSegments; j += 2) {
+            sums = addPowers(sums, simd::loadTaps(ppCoefs[j] + i + k, ppCoefs[j + 1] + i + k));
+        }
+        if (j < numSegments) {
+            sums = addPowers(sums, simd::loadLow64(ppCoefs[j] + i + k));
+        }
+        pEnergy[k] = simd::sum64(sums);
+    }
 }
 
 /// smoothed > 10 |before - energy|, exact.
@@ -63,9 +89,8 @@ struct Sums {
     Qol32s saved, restored, total;
 };
 
-void transferBand(State& s, Qol32s i, Qol32sc adaptiveErr, Qol32sc fixedErr, Qol32sc** ppAdaptive,
-                  Qol32sc** ppFixed, Sums& sums) {
-    const Qol64s energy = coefficientEnergy(ppAdaptive, s.numSegments, i);
+void transferBand(State& s, Qol32s i, Qol64s energy, Qol32sc adaptiveErr, Qol32sc fixedErr,
+                  Qol32sc** ppAdaptive, Qol32sc** ppFixed, Sums& sums) {
     const Qol32s before = s.pCoefPower[i];
     s.pCoefPower[i] = smooth32(s.alpha9, before, energy);
     Qol32s& fixed = s.pFixedErrPower[i];
@@ -207,9 +232,14 @@ QolStatus qolsSubbandController_EC_16s(const Qol32sc* pSrcAdaptiveErr, const Qol
     }
     State& s = *alignUp<16>(pState);
     Sums sums{0, 0, 0};
-    for (Qol32s i = 0; i < s.numSubbands; ++i) {
-        transferBand(s, i, pSrcAdaptiveErr[i], pSrcFixedErr[i], ppAdaptiveCoefs, ppFixedCoefs,
-                     sums);
+    for (Qol32s i = 0; i < s.numSubbands; i += kTile) {
+        const Qol32s n = s.numSubbands - i < kTile ? s.numSubbands - i : kTile;
+        Qol64s energy[kTile];
+        coefficientEnergy(ppAdaptiveCoefs, s.numSegments, i, n, energy);
+        for (Qol32s k = 0; k < n; ++k) {
+            transferBand(s, i + k, energy[k], pSrcAdaptiveErr[i + k], pSrcFixedErr[i + k],
+                         ppAdaptiveCoefs, ppFixedCoefs, sums);
+        }
     }
     followGain(s, sums);
     *pDstGain = saturate16(s.gain);

@@ -22,12 +22,10 @@ namespace {
 /// Product of a sample and a Q15 coefficient, rounded.
 Qol32s term_Q0(Qol16s x, Qol16s c_Q15) { return (Qol32s{x} * c_Q15 + 16384) >> 15; }
 
-/// The sum of eight such terms.
+/// The sum of eight such terms. The one term beyond 16 bits, 2^15, shows as -2^15, which is its
+/// negative: so the negatives of all are taken, and turned again by the factors that sum them.
 i128 terms8(const Qol16s* x, i128 c) {
-    const i128 v = load(x), lo = _mm_mullo_epi16(v, c), hi = _mm_mulhi_epi16(v, c);
-    const i128 half = splat32(16384);
-    return add32(_mm_srai_epi32(add32(_mm_unpacklo_epi16(lo, hi), half), 15),
-                 _mm_srai_epi32(add32(_mm_unpackhi_epi16(lo, hi), half), 15));
+    return maddPairs(sub16(zero(), mulRound15(load(x), c)), splat16(-1));
 }
 
 } // namespace
@@ -88,19 +86,42 @@ void firPlain_16s(const Qol16s* pSrc, const Qol16s* pSrcRef, Qol16s* pDst, Qol32
     }
 }
 
-void firLanes_16s(const Qol16s* pSrc, const Qol16s* pSrcRef, Qol16s* pDst, Qol32s len,
-                  const Qol16s* pCoeffs, Qol32s numTaps) {
+namespace {
+
+/// So many outputs from one pass over the coefficients.
+template <int Outputs>
+void firTile(const Qol16s* pSrc, const Qol16s* pSrcRef, Qol16s* pDst, const Qol16s* pCoeffs,
+             Qol32s numTaps) {
     const Qol32s whole = numTaps & ~7;
-    for (Qol32s n = 0; n < len; ++n) {
-        i128 acc = zero();
-        for (Qol32s k = 0; k < whole; k += 8) {
-            acc = add32(acc, terms8(pSrc + n - k - 7, reverse16(load(pCoeffs + k))));
+    i128 acc[Outputs];
+    for (i128& a : acc) {
+        a = zero();
+    }
+    for (Qol32s k = 0; k < whole; k += 8) {
+        const i128 c = reverse16(load(pCoeffs + k));
+        for (int n = 0; n < Outputs; ++n) {
+            acc[n] = add32(acc[n], terms8(pSrc + n - k - 7, c));
         }
-        Qol32s sum = sum32(acc);
+    }
+    for (int n = 0; n < Outputs; ++n) {
+        Qol32s sum = sum32(acc[n]);
         for (Qol32s k = whole; k < numTaps; ++k) {
             sum += term_Q0(pSrc[n - k], pCoeffs[k]);
         }
         pDst[n] = saturate16(Qol64s{pSrcRef[n]} - sum);
+    }
+}
+
+} // namespace
+
+void firLanes_16s(const Qol16s* pSrc, const Qol16s* pSrcRef, Qol16s* pDst, Qol32s len,
+                  const Qol16s* pCoeffs, Qol32s numTaps) {
+    Qol32s n = 0;
+    for (; n + 4 <= len; n += 4) {
+        firTile<4>(pSrc + n, pSrcRef + n, pDst + n, pCoeffs, numTaps);
+    }
+    for (; n < len; ++n) {
+        firTile<1>(pSrc + n, pSrcRef + n, pDst + n, pCoeffs, numTaps);
     }
 }
 
@@ -148,19 +169,18 @@ Qol32s nlmsPlain_16s(const Qol16s* pSrc, Qol32s g, Qol16s* pCoeffs, Qol32s numTa
     return sum;
 }
 
-Qol32s nlmsReversed_16s(const Qol16s* pSrc, Qol16s g, Qol16s* pReversed, Qol32s numTaps) {
+namespace {
+
+/// next(x, c) moves eight coefficients.
+template <typename Next>
+Qol32s adaptivePass(const Qol16s* pSrc, Qol16s g, Qol16s* pReversed, Qol32s numTaps, Next next) {
     const Qol16s* const x = pSrc - numTaps;
-    const i128 gs = splat16(g), half = splat32(4096);
     i128 acc = zero();
     Qol32s m = 0;
     for (; m + 8 <= numTaps; m += 8) {
-        const i128 v = load(x + m), lo = _mm_mullo_epi16(v, gs), hi = _mm_mulhi_epi16(v, gs);
-        const i128 c = load(pReversed + m);
-        const i128 a = _mm_srai_epi32(add32(_mm_unpacklo_epi16(lo, hi), half), 13);
-        const i128 b = _mm_srai_epi32(add32(_mm_unpackhi_epi16(lo, hi), half), 13);
-        const i128 next = packSat16(add32(widenLow(c), a), add32(widenHigh(c), b));
-        store(pReversed + m, next);
-        acc = add32(acc, terms8(x + m + 1, next));
+        const i128 c = next(load(x + m), load(pReversed + m));
+        store(pReversed + m, c);
+        acc = add32(acc, terms8(x + m + 1, c));
     }
     Qol32s sum = sum32(acc);
     for (; m < numTaps; ++m) {
@@ -168,6 +188,23 @@ Qol32s nlmsReversed_16s(const Qol16s* pSrc, Qol16s g, Qol16s* pReversed, Qol32s 
         sum += term_Q0(x[m + 1], pReversed[m]);
     }
     return sum;
+}
+
+} // namespace
+
+Qol32s nlmsReversed_16s(const Qol16s* pSrc, Qol16s g, Qol16s* pReversed, Qol32s numTaps) {
+    if (g > -8192 && g < 8192) { // (x g + 2^12) >> 13 is (x 4g + 2^14) >> 15 and has 16 bits
+        const i128 g4 = splat16(static_cast<Qol16s>(4 * g));
+        return adaptivePass(pSrc, g, pReversed, numTaps,
+                            [=](i128 x, i128 c) { return addSat16(c, mulRound15(x, g4)); });
+    }
+    const i128 gs = splat16(g), half = splat32(4096);
+    return adaptivePass(pSrc, g, pReversed, numTaps, [=](i128 x, i128 c) {
+        const i128 lo = _mm_mullo_epi16(x, gs), hi = _mm_mulhi_epi16(x, gs);
+        const i128 a = _mm_srai_epi32(add32(_mm_unpacklo_epi16(lo, hi), half), 13);
+        const i128 b = _mm_srai_epi32(add32(_mm_unpackhi_epi16(lo, hi), half), 13);
+        return packSat16(add32(widenLow(c), a), add32(widenHigh(c), b));
+    });
 }
 
 } // namespace echo

@@ -26,8 +26,11 @@ inline i128 splat64(Qol64s v) { return _mm_set1_epi64x(v); }
 /// Products of eight 16-bit pairs, neighbours added: four wrapping 32-bit sums (only two pairs of
 /// -32768 squared wrap).
 inline i128 maddPairs(i128 a, i128 b) { return _mm_madd_epi16(a, b); }
+/// Products of 16 bits times 2^-15, rounded, halves upward; the one of two least values, 2^15, wraps.
+inline i128 mulRound15(i128 a, i128 b) { return _mm_mulhrs_epi16(a, b); }
 inline i128 add16(i128 a, i128 b) { return _mm_add_epi16(a, b); }
 inline i128 add32(i128 a, i128 b) { return _mm_add_epi32(a, b); }
+inline i128 sub16(i128 a, i128 b) { return _mm_sub_epi16(a, b); }
 inline i128 sub32(i128 a, i128 b) { return _mm_sub_epi32(a, b); }
 inline i128 add64(i128 a, i128 b) { return _mm_add_epi64(a, b); }
 inline i128 sub64(i128 a, i128 b) { return _mm_sub_epi64(a, b); }

@@ -236,7 +236,7 @@ TEST(FullbandKernels, AdaptivePassEqualsTheDefinition) {
     Random r;
     for (const int taps : {1, 7, 8, 9, 32, 100}) {
         const auto h = static_cast<std::size_t>(taps);
-        for (const Qol16s g : {0, 1, -1, 77, 32767, -32768}) {
+        for (const Qol16s g : {0, 1, -1, 77, 8191, -8191, 8192, -8192, 32767, -32768}) {
             const auto x = extremes16(r, taps + 1);
             auto c = extremes16(r, taps);
             std::vector<Qol16s> reversed(c.rbegin(), c.rend());
