@@ -75,7 +75,8 @@ bool same(const Rows<T>& a, const Rows<T>& b) {
 }
 template <typename T>
 bool same(const std::vector<T>& a, const std::vector<T>& b) {
-    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof a[0]) == 0;
+    return a.size() == b.size() &&
+           (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof a[0]) == 0);
 }
 
 TEST(SubbandKernels, FloatFilterIsWithinTheRoundingOfItsDefinition) {
