@@ -107,8 +107,13 @@ Gains decodeJoint(Decoder& d, bool bad, int index, int subframe, const Qol16s* c
     return {keepPitch(d, bad, g.pitch), keepCode(d, bad, g.code)};
 }
 
+/// Whether a subframe of the three lowest rates, damaged or behind a damaged frame, lies in noise.
+bool isLostInNoise(const Decoder& d, bool bad) {
+    return (bad || d.previousBad) && d.background.isNoise && d.mode <= k59;
+}
+
 /// Code gain of steady background noise, drawn towards its mean.
-Qol16s smoothGain(Decoder& d, Qol16s gain, const Qol16s* lsf) {
+Qol16s smoothGain(Decoder& d, bool bad, Qol16s gain, const Qol16s* lsf) {
     GainSmoothing& s = d.smoothing;
     push(s.gains, 7, gain);
     Qol16s difference = 0;
@@ -124,13 +129,15 @@ Qol16s smoothGain(Decoder& d, Qol16s gain, const Qol16s* lsf) {
     }
     Qol16s mixed = gain;
     if (isSmoothed(d.mode)) {
-        const Qol16s x = std::max<Qol16s>(sub(difference, 3277), 0);
+        const bool lost = isLostInNoise(d, bad);
+        const Qol16s from = lost && d.background.unvoiced > 1 ? 4506 : 3277;
+        const Qol16s x = std::max<Qol16s>(sub(difference, from), 0);
         const Qol16s share = x > 2048 || s.steady < 40 || difference > 5325
                                  ? Qol16s{8192}
                                  : static_cast<Qol16s>(4 * x);
         Qol32s sum = 0;
-        for (int i = 2; i < 7; ++i) {
-            sum = L_mac(sum, 6554, s.gains[i]);
+        for (int i = lost ? 0 : 2; i < 7; ++i) {
+            sum = L_mac(sum, lost ? 4681 : 6554, s.gains[i]);
         }
         const Qol16s mean = round_fx(sum);
         mixed = round_fx(L_shl(L_msu(L_mac(L_mult(share, gain), 8192, mean), share, mean), 2));
@@ -140,7 +147,7 @@ Qol16s smoothGain(Decoder& d, Qol16s gain, const Qol16s* lsf) {
 }
 
 /// Level of the dispersion: 0 strong, 1 weak, 2 none.
-int dispersionLevel(Dispersion& p, Qol16s pitch, Qol16s code) {
+int dispersionLevel(Dispersion& p, Qol16s pitch, Qol16s code, bool strongest) {
     std::copy_backward(p.pitchGains, p.pitchGains + 4, p.pitchGains + 5);
     p.pitchGains[0] = pitch;
     int level = pitch >= kLeastForNone ? 2 : pitch > kMostForStrong ? 1 : 0;
@@ -162,6 +169,9 @@ int dispersionLevel(Dispersion& p, Qol16s pitch, Qol16s code) {
     }
     if (code < 10) {
         level = 2;
+    }
+    if (strongest) {
+        level = 0;
     }
     p.level = static_cast<Qol16s>(level);
     p.codeGain = code;
@@ -270,9 +280,9 @@ void decodeSubframe(Decoder& d, int n, bool bad, const Qol16s*& parameter, const
     const int rate = kRateCode[d.mode];
     Qol16s* past = d.excitation + n * kSubframe;
     Qol16s adaptive[kSubframe], code[kSubframe];
-    qolsAdaptiveCodebookDecode_GSMAMR_16s(*parameter++, &d.lagOld, &d.lagDecoded, past, &d.lag,
-                                          adaptive, static_cast<Qol16s>(n), bad ? 1 : 0, 0, 0,
-                                          rate);
+    qolsAdaptiveCodebookDecode_GSMAMR_16s(
+        *parameter++, &d.lagOld, &d.lagDecoded, past, &d.lag, adaptive, static_cast<Qol16s>(n),
+        bad ? 1 : 0, d.background.isNoise ? 1 : 0, d.background.unvoiced, rate);
     Gains g{};
     if (d.mode == k122) {
         g.pitch = decodePitchGain(d, bad, *parameter++);
@@ -298,12 +308,29 @@ void decodeSubframe(Decoder& d, int n, bool bad, const Qol16s*& parameter, const
     const Qol16s enhancement = d.mode == k122                    ? g.pitch
                                : d.mode == k102 && d.lagOld > 45 ? static_cast<Qol16s>(limited >> 2)
                                                                  : limited;
-    const Qol16s smoothed = smoothGain(d, g.code, lsf);
+    Background& b = d.background;
+    if (!bad) {
+        push(b.pitchGains, 9, g.pitch);
+    }
+    const Qol16s decodedPitch = g.pitch;
+    const bool lost = isLostInNoise(d, bad);
+    if (lost) {
+        g.pitch = limitInNoise(g.pitch);
+    }
+    const Qol16s smoothed = smoothGain(d, bad, g.code, lsf);
     Qol16s exc[kSubframe], enhanced[kSubframe];
     excitation(d.mode, g.pitch, g.code, code, adaptive, past + kPastExcitation);
-    disperse(d.mode, dispersionLevel(d.dispersion, g.pitch, smoothed), code);
+    const bool strongest = lost && bad && b.unvoiced > 3;
+    disperse(d.mode, dispersionLevel(d.dispersion, g.pitch, smoothed, strongest), code);
     excitation(d.mode, g.pitch, smoothed, code, adaptive, exc);
-    const bool isEnhanced = enhance(d.mode, enhancement, g.pitch, adaptive, exc, enhanced);
+    const Qol16s level = excitationLevel(exc);
+    if (lost && b.unvoiced > 5 && d.errorState < 4) {
+        raiseInNoise(d, level, exc);
+    }
+    if (!(b.isNoise && (bad || d.previousBad) && d.errorState < 4)) {
+        push(d.excitationLevels, 9, level);
+    }
+    const bool isEnhanced = enhance(d.mode, enhancement, decodedPitch, adaptive, exc, enhanced);
     synthesise(d, n, set, exc, isEnhanced ? enhanced : exc, out);
     d.lagOld = d.lag;
 }
@@ -333,6 +360,7 @@ void decodeSpeech(Decoder& d, bool bad, const Qol16s* parameter, Qol16s* sets, Q
         decodeSubframe(d, n, bad, parameter, lsf, set, pairIndex, synthesis + n * kSubframe);
     }
     std::copy_n(d.excitation + kFrame, kPastExcitation, d.excitation);
+    stepBackground(d.background, synthesis);
     qolsDecDTXBuffer_GSMAMR_16s(synthesis, d.lsfOld, &d.noise.index, d.noise.lsfs,
                                 d.noise.logEnergies);
     d.previousBad = bad;
@@ -342,13 +370,14 @@ void decodeSpeech(Decoder& d, bool bad, const Qol16s* parameter, Qol16s* sets, Q
 void readParameters(Decoder& d, const Frame& frame, int row, Qol16s* parameters) {
     int position = 0;
     const bool none = frame.bits == 0 || frame.kind == FrameKind::noData;
+    if (none) {
+        d.seed = wrap16(d.seed * 31821 + 13849);
+    }
+    const Qol16s* drawn = kDrawn + (d.seed & 127);
     for (const std::uint8_t bits : kParameterBits[row]) {
-        if (none) {
-            d.seed = wrap16(d.seed * 31821 + 13849);
-            *parameters++ = static_cast<Qol16s>(static_cast<Qol16u>(d.seed) >> (16 - bits));
-        } else {
-            *parameters++ = static_cast<Qol16s>(takeBits(frame, position, bits));
-        }
+        *parameters++ =
+            static_cast<Qol16s>(none ? *drawn++ & ((1 << bits) - 1)
+                                     : static_cast<int>(takeBits(frame, position, bits)));
     }
 }
 
@@ -363,6 +392,7 @@ void resetAfterNoise(Decoder& d) {
     d.dispersion = {};
     d.smoothing = {};
     d.gains = {};
+    d.background = {};
     std::fill_n(d.gains.pitchGains, 5, Qol16s{1640});
     std::fill_n(d.gains.codeGains, 5, Qol16s{1});
     d.gains.goodPitch = 16384;

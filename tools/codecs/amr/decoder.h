@@ -26,6 +26,15 @@ struct GainConcealment {
     Qol16s goodPitch, goodCode; ///< of the last good subframe
 };
 
+/// What the decoder knows of background noise, for frames that get lost in it.
+struct Background {
+    Qol16s energies[60]; ///< of frames, oldest first
+    Qol16s frames;       ///< in a row that look like noise
+    bool isNoise;
+    Qol16s unvoiced;      ///< frames in a row without strong long-term prediction
+    Qol16s pitchGains[9]; ///< of good subframes, oldest first
+};
+
 enum class NoiseState : std::uint8_t { speech, noise, muted };
 
 struct Noise {
@@ -52,6 +61,7 @@ struct Decoder {
     Dispersion dispersion;
     GainSmoothing smoothing;
     GainConcealment gains;
+    Background background;
 
     Qol16s errorState;
     bool previousBad;
@@ -59,6 +69,7 @@ struct Decoder {
     Qol16s synthesis[kOrder];
     GainPredictor predictor;
     Qol16s lsfMean[kOrder];
+    Qol16s excitationLevels[9]; ///< of subframes, oldest first
     Noise noise;
     Qol16s seed;
     Qol16s tiltMemory, postGain, postHistory[kOrder], postSynthesis[kOrder];
@@ -69,6 +80,14 @@ void reset(Decoder& d);
 void decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm);
 
 // ---- parts of the above, by file ----
+
+/// Looks at a frame of speech.
+void stepBackground(Background& b, const Qol16s* synthesis);
+/// Pitch gain of a subframe lost in noise.
+Qol16s limitInNoise(Qol16s gain);
+Qol16s excitationLevel(const Qol16s* exc);
+/// Takes back a drop of the excitation's level below what it has been.
+void raiseInNoise(const Decoder& d, Qol16s level, Qol16s* exc);
 
 void resetAfterNoise(Decoder& d);
 /// Steps the comfort-noise machine.

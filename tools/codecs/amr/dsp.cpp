@@ -30,6 +30,19 @@ Qol32s inverseSqrt(Qol32s x) {
     return x;
 }
 
+Qol32s squareRoot(Qol32s x, int* pExponent) {
+    *pExponent = 0;
+    if (x <= 0) {
+        return 0;
+    }
+    const int e = norm_l(x) & ~1;
+    *pExponent = e;
+    x = (x << e) >> 9;
+    const int i = extract_h(x) - 16;
+    const auto a = static_cast<Qol16s>(x >> 1 & 0x7FFF);
+    return L_msu(L_deposit_h(kSquareRoot[i]), sub(kSquareRoot[i], kSquareRoot[i + 1]), a);
+}
+
 Qol32s highPass(HighPass& f, const Qol16s* b, const Qol16s* a, int shift, Qol16s x) {
     Qol32s y = L_add(Mpy_32_16(f.y1, a[1]), Mpy_32_16(f.y2, a[2]));
     y = L_mac(L_mac(L_mac(y, x, b[0]), f.x1, b[1]), f.x2, b[2]);

@@ -34,6 +34,8 @@ Qol32s macSum(Qol32s start, const Qol16s* x, const Qol16s* y, int len);
 Qol16s median5(const Qol16s* x);
 inline Qol16s mantissa(Qol32s x) { return basop::extract_h(basop::L_shl(x, basop::norm_l(x))); }
 Qol32s inverseSqrt(Qol32s x);
+/// Square root; *pExponent is the even count of shifts.
+Qol32s squareRoot(Qol32s x, int* pExponent);
 
 /// Second-order filter with memory in double precision.
 struct HighPass {

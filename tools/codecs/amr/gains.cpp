@@ -90,20 +90,6 @@ struct Scaled16 {
 };
 Scaled16 normalised(Qol32s sum, int base) { return {mantissa(sum), base - norm_l(sum)}; }
 
-/// Square root; *pExponent is the even count of shifts.
-Qol32s squareRoot(Qol32s x, int* pExponent) {
-    *pExponent = 0;
-    if (x <= 0) {
-        return 0;
-    }
-    const int e = norm_l(x) & ~1;
-    *pExponent = e;
-    x = (x << e) >> 9;
-    const int i = extract_h(x) - 16;
-    const auto a = static_cast<Qol16s>(x >> 1 & 0x7FFF);
-    return L_msu(L_deposit_h(kSquareRoot[i]), sub(kSquareRoot[i], kSquareRoot[i + 1]), a);
-}
-
 /// Energies of the unfiltered signals at 7.95.
 struct Unfiltered {
     Scaled16 residual, adaptive, cross;

@@ -43,6 +43,9 @@ extern const Qol16s kDispersionWeak795[40];
 extern const Qol16s kDispersionStrong[40];
 /// weak one
 extern const Qol16s kDispersionWeak[40];
+/// what the parameters of frames that never came are drawn from (TS 26.092 6.1): the first of the
+/// LP window of the lower rates, Q15
+extern const Qol16s kDrawn[192];
 /// scale of the variation of comfort-noise LSF, Q15
 extern const Qol16s kLsfVariation[10];
 /// level of comfort noise by mode, Q11
