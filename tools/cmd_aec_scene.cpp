@@ -48,11 +48,12 @@ Run setUpAecScene(CLI::App& app) {
     app.add_option("--delay", s.delayMs, "Delay in front of it, ms")->capture_default_str();
     app.add_option("--echo-level", s.echoDb, "Level of the echo under the far end, dB")
         ->capture_default_str();
-    app.add_option("--noise", s.noiseDb, "Level of noise over full scale, dB (none without)");
+    app.add_option("--noise", s.noiseDb,
+                   "Level of noise over full scale, dB (no noise by default)");
     app.add_option("--talk", options->talk, "Speech of the near end");
     app.add_option("--talk-from", s.talkFrom, "When it begins, s")->capture_default_str();
     app.add_option("--talk-level", s.talkDb, "Gain on it, dB")->capture_default_str();
-    app.add_option("--change-at", s.changeAt, "When the echo path changes, s (never without)");
+    app.add_option("--change-at", s.changeAt, "When the echo path changes, s (never by default)");
     app.add_option("--seed", s.seed, "Of the noise")->capture_default_str();
     app.add_option("--echo", options->echo, "Also write the echo alone");
     app.add_flag("--mix", options->adaptation.mix, "Take the mean of several channels");

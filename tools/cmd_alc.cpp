@@ -110,10 +110,13 @@ void alc(const Options& options) {
 Run setUpAlc(CLI::App& app) {
     auto options = std::make_shared<Options>();
     app.add_option("--target", options->target,
-                   "Speech level wanted, dB below full scale (26.1 without)");
-    app.add_option("--max-gain", options->maxGain, "Largest gain in dB (11.6 without)");
-    app.add_option("--clip", options->clip, "Largest magnitude, dB below full scale (0 without)");
-    app.add_option("--raw", options->rawRate, "Input without header, 16 bits, at this rate");
+                   "Speech level wanted, dB below full scale (26.1 by default)");
+    app.add_option("--max-gain", options->maxGain, "Largest gain in dB (11.6 by default)");
+    app.add_option("--clip", options->clip,
+                   "Largest magnitude, dB below full scale (0 by default)");
+    app.add_option(
+        "--raw", options->rawRate,
+        "Input and output without header: 16-bit little-endian samples at this rate in Hz");
     app.add_flag("--mix", options->adaptation.mix, "Take the mean of several channels");
     app.add_flag("--resample", options->adaptation.resample, "Convert the sample rate");
     app.add_option("--report", options->report,

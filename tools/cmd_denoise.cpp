@@ -105,7 +105,9 @@ Run setUpDenoise(CLI::App& app) {
     auto options = std::make_shared<Options>();
     app.add_option("--level", options->level,
                    "Strength: 0 off, 1 to 4 fixed, 5 (default) chosen at the first noise");
-    app.add_option("--raw", options->rawRate, "Input without header, 16 bits, at this rate");
+    app.add_option(
+        "--raw", options->rawRate,
+        "Input and output without header: 16-bit little-endian samples at this rate in Hz");
     app.add_flag("--mix", options->mix, "Take the mean of several channels");
     app.add_option("--report", options->report,
                    "Write a self-contained HTML page: players, spectrograms, noise, decisions");

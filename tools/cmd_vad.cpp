@@ -119,7 +119,8 @@ Run setUpVad(CLI::App& app) {
     app.add_option("--detector", options->detector,
                    "amr1, amr2 (AMR, options 1 and 2) or amrwb (AMR-WB)")
         ->capture_default_str();
-    app.add_option("--raw", options->rawRate, "Input without header, 16 bits, at this rate");
+    app.add_option("--raw", options->rawRate,
+                   "Input without header: 16-bit little-endian samples at this rate in Hz");
     app.add_flag("--mix", options->adaptation.mix, "Take the mean of several channels");
     app.add_flag("--resample", options->adaptation.resample, "Convert the sample rate");
     app.add_option("--report", options->report,

@@ -19,23 +19,50 @@ struct Command {
     const char* name;
     const char* title;
     Run (*setUp)(CLI::App& app);
+    const char* example;
 };
 
 constexpr Command kCommands[] = {
-    {"codecs", "List the codecs with their rates and coded forms", setUpCodecs},
-    {"encode", "Code speech: audio file to coded stream", setUpEncode},
-    {"decode", "Decode a coded stream to an audio file", setUpDecode},
-    {"roundtrip", "Encode and decode, print the figures of the codec", setUpRoundtrip},
-    {"aec", "Cancel the echo of the far end in the near end", setUpAec},
-    {"aec-scene", "Make a near end with echo, talker and noise from recordings", setUpAecScene},
-    {"denoise", "Suppress stationary noise of an audio file", setUpDenoise},
-    {"alc", "Bring speech to a target level", setUpAlc},
-    {"vad", "Tell where speech is in an audio file", setUpVad},
-    {"conformance", "Run the codecs on the standards' test sequences", setUpConformance},
+    {"codecs", "List the codecs with their rates and coded forms", setUpCodecs, "qolsc codecs"},
+    {"encode", "Code speech: audio file to coded stream", setUpEncode,
+     "qolsc encode --codec g729a speech.wav coded.g729"},
+    {"decode", "Decode a coded stream to an audio file", setUpDecode,
+     "qolsc decode --codec g729a coded.g729 decoded.wav"},
+    {"roundtrip", "Encode and decode, print the figures of the codec", setUpRoundtrip,
+     "qolsc roundtrip --codec amr-12.2 --loss 3% speech.wav decoded.wav --report page.html"},
+    {"aec", "Cancel the echo of the far end in the near end", setUpAec,
+     "qolsc aec far.wav mic.wav clean.wav --report page.html"},
+    {"aec-scene", "Make a near end with echo, talker and noise from recordings", setUpAecScene,
+     "qolsc aec-scene --talk near.wav --talk-from 8 --noise -60 far.wav mic.wav"},
+    {"denoise", "Suppress stationary noise of an audio file", setUpDenoise,
+     "qolsc denoise --level 3 noisy.wav clean.wav"},
+    {"alc", "Bring speech to a target level", setUpAlc,
+     "qolsc alc --target 20 quiet.wav level.wav"},
+    {"vad", "Tell where speech is in an audio file", setUpVad,
+     "qolsc vad --detector amrwb --resample call.wav --report page.html"},
+    {"conformance", "Run the codecs on the standards' test sequences", setUpConformance,
+     "qolsc conformance --data ~/g729/test_vectors --standard G.729"},
 };
 
 /// CLI11 explains itself in several lines; the first sentence is the error.
 std::string oneLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+/// What the help calls the values: a positional is called by its name alone, of the others those
+/// that take files and numbers of a unit tell that.
+void nameValues(CLI::App& app) {
+    for (CLI::Option* option : app.get_options()) {
+        const std::string name = option->get_name();
+        if (option->get_positional() && option->get_lnames().empty()) {
+            option->type_name("");
+        } else if (name == "--report" || name == "--echo" || name == "--talk") {
+            option->type_name("FILE");
+        } else if (name == "--loss") {
+            option->type_name("PERCENT");
+        } else if (option->get_type_name() == "TEXT") {
+            option->type_name("NAME");
+        }
+    }
+}
 
 } // namespace
 
@@ -43,10 +70,13 @@ int main(int argc, char** argv) {
     CLI::App app{"Speech codecs and voice processing on libqolsce9", "qolsc"};
     app.set_version_flag("--version", [] { return std::string(qolscGetLibVersion()->version); });
     app.require_subcommand(1);
+    app.footer("'qolsc SUBCOMMAND --help' tells the options of each, 'man qolsc' all of them.");
     std::vector<std::pair<CLI::App*, Run>> runs;
     for (const Command& command : kCommands) {
         CLI::App* sub = app.add_subcommand(command.name, command.title);
+        sub->footer(std::string("Example: ") + command.example);
         runs.emplace_back(sub, command.setUp(*sub));
+        nameValues(*sub);
     }
     try {
         app.parse(argc, argv);

@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Every benchmark with every peer that Debian has, repetitions interleaved; medians and ratios in out/performance.md.
+# usage: bench.sh [--quick] [PROGRAM...]    PROGRAM: a file of bench/ without _bench.cpp, e.g. g729; all without
+# Runs on a bare Debian 12 as root or with sudo; installs what it needs. Let the machine do nothing else.
+set -euo pipefail
+cd "$(dirname "$0")"
+. packaging/apt.sh
+need "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}"
+
+repetitions=9 least=0.1
+if [ "${1:-}" = --quick ]; then
+  repetitions=3 least=0.01
+  shift
+fi
+programs=()
+for program in "$@"; do programs+=("${program}_bench"); done
+if [ $# -eq 0 ]; then
+  for source in bench/*_bench.cpp; do programs+=("$(basename "$source" .cpp)"); done
+fi
+
+echo "building"
+mkdir -p build out/bench
+log=build/bench.log
+if ! { cmake -B build/bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DQOLSC_BUILD_BENCH=ON &&
+       cmake --build build/bench --target "${programs[@]}"; } >"$log" 2>&1; then
+  tail -30 "$log" >&2
+  exit 1
+fi
+
+rm -f out/bench/*.json
+for program in "${programs[@]}"; do
+  echo "$program"
+  pinned=(taskset -c "$(($(nproc) - 1))") # one processor for all but the program with two threads
+  [ "$program" = channels_bench ] && pinned=()
+  "${pinned[@]}" "build/bench/bench/$program" --benchmark_repetitions="$repetitions" --benchmark_min_time="$least" \
+    --benchmark_enable_random_interleaving=true --benchmark_out="out/bench/$program.json" --benchmark_out_format=json \
+    >/dev/null 2>>"$log"
+done
+python3 bench/table.py out/bench >out/performance.md
+echo "look: out/performance.md"

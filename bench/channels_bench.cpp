@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+// Many channels at once: G.729 Annex A (a frame encoded and one decoded) and the sub-band echo
+// canceller. Each channel has its own state and goes on at its own place in the signal; frames are
+// run channel by channel, so that states compete for the caches. `channels/core` is how many of
+// them a core would run in real time.
+#include "aec/engines.h"
+#include "codecs/codec.h"
+#include "kit/data.h"
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <memory>
+
+namespace {
+
+using namespace qolsc::tools;
+using namespace qolsc::test;
+using Words = std::vector<std::int16_t>;
+
+const Words& speech() {
+    static const Words words = readWords("gsm/sequences/speech_a.inp"); // 8 kHz
+    return words;
+}
+
+/// Speech with a delayed and weaker copy of itself.
+const Words& echo() {
+    static const Words words = [] {
+        Words w = speech();
+        for (std::size_t n = w.size(); n-- > 60;) {
+            w[n] = static_cast<std::int16_t>(w[n - 60] / 4);
+        }
+        return w;
+    }();
+    return words;
+}
+
+/// A place in the signal that goes on by a frame and begins anew in front of its end.
+struct Place {
+    std::size_t at;
+    const std::int16_t* next(const Words& signal, std::size_t frame) {
+        at = at + 2 * frame <= signal.size() ? at + frame : 0;
+        return signal.data() + at;
+    }
+};
+Place placeOf(int channel) { return {static_cast<std::size_t>(channel) * 4001 % 30000}; }
+
+class Speaker {
+public:
+    static constexpr double kFrameSeconds = 0.01;
+    explicit Speaker(int channel)
+        : encoder(codec().openEncoder(codec(), {}), codec().closeEncoder),
+          decoder(codec().openDecoder(codec(), {}), codec().closeDecoder), place(placeOf(channel)) {
+    }
+    void run() {
+        frame.payload.clear();
+        frame.bits = 0;
+        codec().encode(encoder.get(), place.next(speech(), 80), 80, frame);
+        codec().decode(decoder.get(), frame, out);
+        benchmark::DoNotOptimize(out);
+    }
+
+private:
+    static const Codec& codec() {
+        static const Codec& found = *findCodec("g729a");
+        return found;
+    }
+    std::unique_ptr<void, void (*)(void*)> encoder, decoder;
+    Place place;
+    Frame frame;
+    std::int16_t out[80];
+};
+
+class Canceller {
+public:
+    static constexpr double kFrameSeconds = 24.0 / 8000;
+    explicit Canceller(int channel)
+        : runner(makeSubbandFloat({.rate = 8000, .tailMs = 128, .suppress = true})),
+          place(placeOf(channel)) {}
+    void run() {
+        const std::int16_t* far = place.next(speech(), 24);
+        runner.run(far, echo().data() + (far - speech().data()), out);
+        benchmark::DoNotOptimize(out);
+    }
+
+private:
+    AecRunner runner;
+    Place place;
+    std::int16_t out[24];
+};
+
+/// Each thread has as many channels as the argument says.
+template <typename Channel>
+void channels(benchmark::State& state) {
+    using Clock = std::chrono::steady_clock;
+    std::vector<std::unique_ptr<Channel>> all;
+    for (int i = 0; i < state.range(0); ++i) {
+        all.push_back(std::make_unique<Channel>(i + 1000 * state.thread_index()));
+    }
+    const auto start = Clock::now();
+    for (auto _ : state) {
+        for (const auto& channel : all) {
+            channel->run();
+        }
+    }
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    const double simulated = static_cast<double>(state.iterations()) * Channel::kFrameSeconds *
+                             static_cast<double>(all.size());
+    state.counters["channels/core"] =
+        benchmark::Counter(simulated / seconds, benchmark::Counter::kAvgThreads);
+}
+
+BENCHMARK(channels<Speaker>)->Name("g729a")->RangeMultiplier(10)->Range(1, 1000)->ThreadRange(1, 2);
+BENCHMARK(channels<Canceller>)
+    ->Name("echo")
+    ->RangeMultiplier(10)
+    ->Range(1, 1000)
+    ->ThreadRange(1, 2);
+
+} // namespace
+
+BENCHMARK_MAIN();
