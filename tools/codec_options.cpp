@@ -32,7 +32,7 @@ void addEncoderOptions(CLI::App& app, CodecOptions& options) {
     app.add_flag("--resample", options.adaptation.resample, "Convert the sample rate");
     app.add_flag("--dtx", options.dtx, "Discontinuous transmission: code pauses as comfort noise");
     app.add_option("--detector", options.detector,
-                   "Activity detector, where the codec has several");
+                   "Voice activity detector of AMR with --dtx: amr1 (default) or amr2");
 }
 
 void addDecoderOptions(CLI::App& app, CodecOptions& options) {
