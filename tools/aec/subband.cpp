@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Sub-band engines. One structure for both arithmetics: analysis of both ends, adaptive and fixed
-// filter, step sizes, update, transfers, synthesis of the fixed filter's error.
+// filter, step sizes, update, transfers, synthesis of a blend of the two errors.
+#include "aec/adaptation.h"
+#include "aec/bank.h"
 #include "aec/engines.h"
 
 #include "qolsc.h"
@@ -8,28 +10,20 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <optional>
 
 namespace qolsc::tools {
 
 namespace {
 
-/// The two configurations with a built-in window.
-struct Shape {
-    int order, frameSize, windowLen, bands, segments;
-};
-Shape shapeOf(const AecSettings& s) {
-    Shape shape = s.rate == 8000 ? Shape{5, 24, 128, 17, 0} : Shape{6, 44, 256, 33, 0};
-    const int samples = s.tailMs * s.rate / 1000;
-    shape.segments = std::clamp((samples + shape.frameSize - 1) / shape.frameSize, 1, 255);
-    return shape;
-}
+std::size_t count(int n) { return static_cast<std::size_t>(n); }
 
 /// Rows of complex numbers; history moves by rotating the pointers.
 template <typename T>
 struct Rows {
-    Rows(int count, int len) : memory(static_cast<std::size_t>(count * len)) {
-        for (int j = 0; j < count; ++j) {
-            rows.push_back(&memory[static_cast<std::size_t>(j * len)]);
+    Rows(int rowCount, int len) : memory(count(rowCount * len)) {
+        for (int j = 0; j < rowCount; ++j) {
+            rows.push_back(&memory[count(j * len)]);
         }
     }
     void rotate() { std::rotate(rows.begin(), rows.end() - 1, rows.end()); }
@@ -39,14 +33,109 @@ struct Rows {
     std::vector<T*> rows;
 };
 
+/// A band's coefficients into the other filter.
+template <typename T>
+void copyBand(const Rows<T>& from, Rows<T>& to, std::size_t band) {
+    for (std::size_t j = 0; j < from.rows.size(); ++j) {
+        to.rows[j][band] = from.rows[j][band];
+    }
+}
+
+/// What both arithmetics have.
+template <typename T>
+struct Filters {
+    Filters(const AecSettings& settings)
+        : settings(settings), s(bankOf(settings)), far(s.segments + 2, s.bands),
+          adaptive(s.segments, s.bands), fixed(s.segments, s.bands), near(count(s.bands)),
+          adaptiveErr(near), fixedErr(near), scaled{near, near}, blended(near),
+          adaptation(s.bands, s.segments, static_cast<double>(s.frameSize) / settings.rate,
+                     !settings.economy),
+          steps(near.size()) {}
+
+    /// How fast to adapt and whom to believe; steps are the controller's.
+    const std::vector<BandDecision>& decide() {
+        const auto widen = [](std::vector<Complex>& to, const T* from) {
+            for (std::size_t i = 0; i < to.size(); ++i) {
+                to[i] = {static_cast<double>(from[i].re), static_cast<double>(from[i].im)};
+            }
+        };
+        const T* const sources[7] = {far.rows[0],
+                                     far.rows[1],
+                                     far.rows[count(s.segments)],
+                                     far.rows[count(s.segments + 1)],
+                                     near.data(),
+                                     adaptiveErr.data(),
+                                     fixedErr.data()};
+        for (int k = 0; k < 7; ++k) {
+            wide[k].resize(near.size());
+            widen(wide[k], sources[k]);
+        }
+        const auto& decisions = adaptation.run(
+            {{wide[0], wide[1]}, {wide[2], wide[3]}, wide[4], wide[5], wide[6], steps});
+        for (std::size_t i = 0; i < decisions.size(); ++i) {
+            const BandDecision& d = decisions[i];
+            steps[i] = d.step;
+            for (int k = 0; k < 2; ++k) {
+                scaled[k][i] = narrow(d.error[k]);
+            }
+            blended[i] = narrow(wide[6][i] + d.blend * (wide[5][i] - wide[6][i]));
+        }
+        return decisions;
+    }
+    static T narrow(Complex z) {
+        if constexpr (std::is_same_v<T, Qol32sc>) {
+            const auto rounded = [](double v) {
+                return static_cast<Qol32s>(std::lrint(std::clamp(v, -2147483647.0, 2147483647.0)));
+            };
+            return {rounded(z.real()), rounded(z.imag())};
+        } else {
+            return {static_cast<float>(z.real()), static_cast<float>(z.imag())};
+        }
+    }
+    /// Coefficients on the adaptation's word, before the controller has its own.
+    void transfer(const std::vector<BandDecision>& decisions) {
+        for (std::size_t i = 0; i < decisions.size(); ++i) {
+            if (adaptation.restore()) {
+                copyBand(fixed, adaptive, i);
+            } else if (decisions[i].save) {
+                copyBand(adaptive, fixed, i);
+            }
+        }
+    }
+    AecFrame report(double gain) const {
+        AecFrame frame{0, gain, adaptation.doubleTalk() ? 1.0 : 0.0};
+        for (const double v : steps) {
+            frame.step += v / s.bands;
+        }
+        return frame;
+    }
+    double suppress(double gain) {
+        const double factor = aecFactor(settings, gain);
+        for (T& z : blended) {
+            z = narrow(factor * Complex(static_cast<double>(z.re), static_cast<double>(z.im)));
+        }
+        return factor;
+    }
+
+    AecSettings settings;
+    Bank s;
+    Rows<T> far, adaptive, fixed; // the far end's rows reach two frames beyond the filters
+    std::vector<T> near, adaptiveErr, fixedErr, scaled[2], blended;
+    Adaptation adaptation;
+    std::vector<double> steps;
+    std::vector<Complex> wide[7];
+};
+
 // ---- float ----
 
 struct FloatBank {
-    FloatBank(const Shape& s) : state(sizes(s, 0)), buffer(sizes(s, 2)) {
-        aecCheck(
-            qolsSubbandProcessInit_32f(p(), s.order, s.frameSize, s.windowLen, nullptr, nullptr));
+    FloatBank(const Bank& s, const std::vector<double>& window)
+        : state(sizes(s, 0)), buffer(sizes(s, 2)) {
+        const std::vector<Qol32f> w(window.begin(), window.end());
+        aecCheck(qolsSubbandProcessInit_32f(p(), s.order, s.frameSize, s.windowLen,
+                                            w.empty() ? nullptr : w.data(), nullptr));
     }
-    static int sizes(const Shape& s, int which) {
+    static int sizes(const Bank& s, int which) {
         Qol32s v[3];
         aecCheck(qolsSubbandProcessGetSize_32f(s.order, s.windowLen, &v[0], &v[1], &v[2]));
         return v[which];
@@ -56,23 +145,22 @@ struct FloatBank {
     AecMemory state, buffer;
 };
 
-int floatControllerSize(const Shape& s, int rate) {
+int floatControllerSize(const Bank& s, int rate) {
     Qol32s bytes = 0;
     aecCheck(qolsSubbandControllerGetSize_EC_32f(s.bands, s.frameSize, s.segments, rate, &bytes));
     return bytes;
 }
 
-struct SubbandFloat {
-    SubbandFloat(const AecSettings& settings, const Shape& shape)
-        : settings(settings), s(shape), farBank(s), nearBank(s), outBank(s),
-          far(s.segments, s.bands), adaptive(s.segments, s.bands), fixed(s.segments, s.bands),
-          controller(floatControllerSize(s, settings.rate)), near(bandCount()),
-          adaptiveErr(bandCount()), fixedErr(bandCount()), steps(bandCount()),
-          time(static_cast<std::size_t>(s.frameSize)) {
+constexpr float kLearningRate = 0.8f;
+
+struct SubbandFloat : Filters<Qol32fc> {
+    SubbandFloat(const AecSettings& settings)
+        : Filters(settings), farBank(s, s.analysis), nearBank(s, s.analysis),
+          outBank(s, s.synthesis), controller(floatControllerSize(s, settings.rate)),
+          time(count(s.frameSize)) {
         aecCheck(
             qolsSubbandControllerInit_EC_32f(c(), s.bands, s.frameSize, s.segments, settings.rate));
     }
-    std::size_t bandCount() const { return static_cast<std::size_t>(s.bands); }
     QolsSubbandControllerState_EC_32f* c() {
         return controller.as<QolsSubbandControllerState_EC_32f>();
     }
@@ -84,6 +172,24 @@ struct SubbandFloat {
         }
     }
 
+    void update() {
+        if (settings.economy) {
+            aecCheck(qolsFIRSubbandCoeffUpdate_EC_32fc_I(steps.data(), far.in(), scaled[0].data(),
+                                                         adaptive.inOut(), s.segments, s.bands));
+            return;
+        }
+        for (auto& row : scaled) { // the library takes the mean of both
+            for (Qol32fc& z : row) {
+                z = {2 * z.re, 2 * z.im};
+            }
+        }
+        const Qol64f* ppStep[2] = {steps.data(), steps.data()};
+        const Qol32fc* ppError[2] = {scaled[0].data(), scaled[1].data()};
+        aecCheck(qolsFIRSubbandAPCoeffUpdate_EC_32fc_I(ppStep, far.in(), ppError, adaptive.inOut(),
+                                                       static_cast<Qol32u>(s.segments),
+                                                       static_cast<Qol32u>(s.bands), 2));
+    }
+
     AecFrame run(const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
         far.rotate();
         std::copy_n(x, s.frameSize, time.begin());
@@ -92,37 +198,26 @@ struct SubbandFloat {
         aecCheck(qolsSubbandAnalysis_32f32fc(time.data(), near.data(), nearBank.p(), nearBank.b()));
         subtract(adaptive, adaptiveErr);
         subtract(fixed, fixedErr);
-        aecCheck(qolsSubbandControllerUpdate_EC_32f(far.rows[0], near.data(), far.in(),
-                                                    fixedErr.data(), steps.data(), c()));
-        aecCheck(qolsFIRSubbandCoeffUpdate_EC_32fc_I(steps.data(), far.in(), adaptiveErr.data(),
-                                                     adaptive.inOut(), s.segments, s.bands));
+        aecCheck(qolsSubbandAPControllerUpdate_EC_32f(far.in(), fixedErr.data(), steps.data(), c(),
+                                                      kLearningRate));
+        const auto& decisions = decide();
+        update();
+        transfer(decisions);
         Qol32f gain = 1;
         aecCheck(qolsSubbandController_EC_32f(adaptiveErr.data(), fixedErr.data(), adaptive.inOut(),
                                               fixed.inOut(), &gain, c()));
-        const auto factor = static_cast<float>(aecFactor(settings, gain));
-        for (Qol32fc& z : fixedErr) {
-            z = {factor * z.re, factor * z.im};
-        }
+        suppress(gain);
         aecCheck(
-            qolsSubbandSynthesis_32fc32f(fixedErr.data(), time.data(), outBank.p(), outBank.b()));
+            qolsSubbandSynthesis_32fc32f(blended.data(), time.data(), outBank.p(), outBank.b()));
         for (int n = 0; n < s.frameSize; ++n) {
             y[n] = static_cast<std::int16_t>(
-                std::lrint(std::clamp(time[static_cast<std::size_t>(n)], -32768.0f, 32767.0f)));
+                std::lrint(std::clamp(time[count(n)], -32768.0f, 32767.0f)));
         }
-        double mean = 0;
-        for (const double v : steps) {
-            mean += v / s.bands;
-        }
-        return {mean, gain, 0};
+        return report(gain);
     }
 
-    AecSettings settings;
-    Shape s;
     FloatBank farBank, nearBank, outBank;
-    Rows<Qol32fc> far, adaptive, fixed;
     AecMemory controller;
-    std::vector<Qol32fc> near, adaptiveErr, fixedErr;
-    std::vector<double> steps;
     std::vector<float> time;
 };
 
@@ -132,11 +227,16 @@ struct SubbandFloat {
 constexpr int kCoefQ = 18;
 
 struct FixedBank {
-    FixedBank(const Shape& s) : state(sizes(s, 0)), buffer(sizes(s, 2)) {
-        aecCheck(
-            qolsSubbandProcessInit_16s(p(), s.order, s.frameSize, s.windowLen, nullptr, nullptr));
+    FixedBank(const Bank& s, const std::vector<double>& window)
+        : state(sizes(s, 0)), buffer(sizes(s, 2)) {
+        std::vector<Qol16s> w_Q13;
+        for (const double v : window) {
+            w_Q13.push_back(static_cast<Qol16s>(std::lrint(v * 8192)));
+        }
+        aecCheck(qolsSubbandProcessInit_16s(p(), s.order, s.frameSize, s.windowLen,
+                                            w_Q13.empty() ? nullptr : w_Q13.data(), nullptr));
     }
-    static int sizes(const Shape& s, int which) {
+    static int sizes(const Bank& s, int which) {
         Qol32s v[3];
         aecCheck(qolsSubbandProcessGetSize_16s(s.order, s.windowLen, &v[0], &v[1], &v[2]));
         return v[which];
@@ -146,7 +246,7 @@ struct FixedBank {
     AecMemory state, buffer;
 };
 
-int fixedControllerSize(const Shape& s, int rate, bool detect) {
+int fixedControllerSize(const Bank& s, int rate, bool detect) {
     Qol32s bytes = 0;
     aecCheck((detect ? qolsSubbandControllerDTGetSize_EC_16s : qolsSubbandControllerGetSize_EC_16s)(
         s.bands, s.frameSize, s.segments, rate, &bytes));
@@ -161,18 +261,28 @@ Qol64s powerOf(const std::vector<Qol32sc>& z) {
     return sum;
 }
 
-struct SubbandFixed {
-    SubbandFixed(const AecSettings& settings, const Shape& shape, bool detect)
-        : settings(settings), s(shape), detect(detect), farBank(s), nearBank(s), outBank(s),
-          far(s.segments, s.bands), adaptive(s.segments, s.bands), fixed(s.segments, s.bands),
-          controller(fixedControllerSize(s, settings.rate, detect)), near(bandCount()),
-          adaptiveErr(bandCount()), fixedErr(bandCount()), steps(bandCount()) {
+double valueOf(QolStepSize_EC step) { return std::ldexp(step.mantissa, -step.exponent); }
+
+/// With 31 significant bits; what the update's shift couldn't reach is none.
+QolStepSize_EC stepOf(double value) {
+    int exponent = 0;
+    const double fraction = std::frexp(value, &exponent);
+    if (!(value > 0) || exponent < -70) {
+        return {0, 31};
+    }
+    return {static_cast<Qol32s>(std::min(std::ldexp(fraction, 31), 2147483647.0)), 31 - exponent};
+}
+
+struct SubbandFixed : Filters<Qol32sc> {
+    SubbandFixed(const AecSettings& settings, bool detect)
+        : Filters(settings), detect(detect), farBank(s, s.analysis), nearBank(s, s.analysis),
+          outBank(s, s.synthesis), controller(fixedControllerSize(s, settings.rate, detect)),
+          fixedSteps(near.size()) {
         aecCheck(detect ? qolsSubbandControllerDTInit_EC_16s(dt(), s.bands, s.frameSize, s.segments,
                                                              settings.rate)
                         : qolsSubbandControllerInit_EC_16s(c(), s.bands, s.frameSize, s.segments,
                                                            settings.rate));
     }
-    std::size_t bandCount() const { return static_cast<std::size_t>(s.bands); }
     QolsSubbandControllerState_EC_16s* c() {
         return controller.as<QolsSubbandControllerState_EC_16s>();
     }
@@ -192,16 +302,24 @@ struct SubbandFixed {
         }
     }
 
+    /// The controller's steps, changed; the update, a row of the affine projection after the
+    /// other; transfers.
     void update() {
-        aecCheck(qolsFIRSubbandCoeffUpdate_EC_32sc_I(steps.data(), far.in(), adaptiveErr.data(),
-                                                     adaptive.inOut(), s.segments, s.bands,
-                                                     kCoefQ));
+        std::transform(fixedSteps.begin(), fixedSteps.end(), steps.begin(), valueOf);
+        const auto& decisions = decide();
+        std::transform(steps.begin(), steps.end(), fixedSteps.begin(), stepOf);
+        for (int k = 0; k < (settings.economy ? 1 : 2); ++k) {
+            aecCheck(qolsFIRSubbandCoeffUpdate_EC_32sc_I(fixedSteps.data(), far.in() + k,
+                                                         scaled[k].data(), adaptive.inOut(),
+                                                         s.segments, s.bands, kCoefQ));
+        }
+        transfer(decisions);
     }
 
     /// Controller without double talk: its factor.
     double control() {
         aecCheck(qolsSubbandControllerUpdate_EC_16s(far.rows[0], near.data(), far.in(),
-                                                    fixedErr.data(), steps.data(), c()));
+                                                    fixedErr.data(), fixedSteps.data(), c()));
         update();
         Qol16s gain_Q15 = 32767;
         aecCheck(qolsSubbandController_EC_16s(adaptiveErr.data(), fixedErr.data(), adaptive.inOut(),
@@ -209,36 +327,21 @@ struct SubbandFixed {
         return gain_Q15 / 32767.0;
     }
 
-    /// Controller with double talk. The reference level is 2^7 times the near end's power, the
-    /// frame's level the error's: the controller's marks then lie at 21 dB (restore), 9 dB (save
-    /// now and then), 18 dB (save) and 39 dB (save at once) below the reference, which is 0, 9 -
-    /// 18 and more dB of echo return loss enhancement.
+    /// Controller with double talk. The reference level is 2^9 times the near end's power, the
+    /// frame's level the error's: the controller's marks then lie at 12 dB (save when long below,
+    /// restore when long above), 3 dB (save now and then) and 33 dB (save at once) of echo return
+    /// loss enhancement. What it takes for talk may be a changed path; it may hold the coefficients
+    /// then only as long as the adaptation sees talk as well.
     void controlDoubleTalk() {
         Qol32s lowBands = 0, result = 0;
         aecCheck(qolsSubbandControllerDTUpdate_EC_16s(far.in(), near.data(), adaptiveErr.data(),
-                                                      steps.data(), &doubleTalk, &lowBands, 0,
+                                                      fixedSteps.data(), &doubleTalk, &lowBands, 0,
                                                       dt()));
         update();
-        const Qol64s nearPower = powerOf(near);
-        level = nearPower * 128;
-        aecCheck(qolsSubbandControllerDT_EC_16s(adaptiveErr.data(), fixedErr.data(),
-                                                adaptive.inOut(), fixed.inOut(), &level, &result,
-                                                powerOf(adaptiveErr), 1, 0, 0, dt()));
-        escape(nearPower);
-    }
-
-    /// A change of the echo path looks like double talk, which keeps the coefficients. Talk can't
-    /// make the fixed filter's error larger than the near end for long; a wrong filter does, and
-    /// then controller and filters begin anew.
-    void escape(Qol64s nearPower) {
-        const bool worse = powerOf(fixedErr) > nearPower;
-        worseFor = std::max(0, worse ? worseFor + s.frameSize : worseFor - 2 * s.frameSize);
-        if (worseFor > settings.rate / 5) {
-            aecCheck(qolsSubbandControllerDTReset_EC_16s(dt()));
-            std::fill(adaptive.memory.begin(), adaptive.memory.end(), Qol32sc{});
-            std::fill(fixed.memory.begin(), fixed.memory.end(), Qol32sc{});
-            worseFor = 0;
-        }
+        Qol64s level = powerOf(near) * 512;
+        aecCheck(qolsSubbandControllerDT_EC_16s(
+            adaptiveErr.data(), fixedErr.data(), adaptive.inOut(), fixed.inOut(), &level, &result,
+            powerOf(adaptiveErr), 1, adaptation.doubleTalk() ? 0 : 1, 0, dt()));
     }
 
     AecFrame run(const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
@@ -247,43 +350,30 @@ struct SubbandFixed {
         aecCheck(qolsSubbandAnalysis_16s32sc_Sfs(d, near.data(), nearBank.p(), 0, nearBank.b()));
         subtract(adaptive, adaptiveErr);
         subtract(fixed, fixedErr);
-        AecFrame frame;
+        double gain = 1;
         if (detect) {
             controlDoubleTalk();
-            frame.doubleTalk = doubleTalk;
         } else {
-            frame.gain = control();
+            gain = control();
         }
-        const double factor = aecFactor(settings, frame.gain);
-        for (Qol32sc& z : fixedErr) {
-            z = {static_cast<Qol32s>(std::lrint(factor * z.re)),
-                 static_cast<Qol32s>(std::lrint(factor * z.im))};
-        }
-        aecCheck(qolsSubbandSynthesis_32sc16s_Sfs(fixedErr.data(), y, outBank.p(), 0, outBank.b()));
-        for (const QolStepSize_EC& v : steps) {
-            frame.step += std::ldexp(v.mantissa, -v.exponent) / s.bands;
-        }
+        suppress(gain);
+        aecCheck(qolsSubbandSynthesis_32sc16s_Sfs(blended.data(), y, outBank.p(), 0, outBank.b()));
+        AecFrame frame = report(gain);
+        frame.doubleTalk = detect ? doubleTalk : frame.doubleTalk;
         return frame;
     }
 
-    AecSettings settings;
-    Shape s;
     bool detect;
     FixedBank farBank, nearBank, outBank;
-    Rows<Qol32sc> far, adaptive, fixed;
     AecMemory controller;
-    std::vector<Qol32sc> near, adaptiveErr, fixedErr;
-    std::vector<QolStepSize_EC> steps;
+    std::vector<QolStepSize_EC> fixedSteps;
     Qol32s doubleTalk = 0;
-    Qol64s level = 0;
-    int worseFor = 0; ///< samples
 };
 
 template <typename Engine, typename... Args>
 AecRunner runnerOf(const AecSettings& settings, Args... args) {
-    const Shape shape = shapeOf(settings);
-    auto engine = std::make_shared<Engine>(settings, shape, args...);
-    return {shape.frameSize, shape.windowLen - shape.frameSize,
+    auto engine = std::make_shared<Engine>(settings, args...);
+    return {engine->s.frameSize, engine->s.windowLen - engine->s.frameSize,
             [engine](const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
                 return engine->run(x, d, y);
             }};

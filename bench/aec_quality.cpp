@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: Apache-2.0
+// How well the cancellers of `qolsc aec` cancel, beside libspeexdsp's: the same scenes, the same
+// tail, the echo canceller alone without residual suppression. Prints one table a scene.
+//
+// A scene lasts 40 s. The far end talks all the time, the near end from 10 to 16 s, and at 24 s the
+// loudspeaker is moved. Each canceller runs three times: with the talker, without him, and with a
+// silent far end, which shows what it lets pass of talker and noise. Then, per stretch of time,
+//   echo left   = output - what passes of talker and noise
+//   ERLE        = power of the echo over power of the echo left, in dB, without the talker
+//   DT rise     = power of the echo left with the talker over that without him, 10 to 16 s, in dB
+//   after       = ERLE in the 2 s behind the talker, where the run with him counts
+//   back        = seconds after the change until the ERLE of a half second exceeds 20 dB again
+//   segSNR, LSD = output against talker and noise alone, 10 to 16 s: mean of the SNR of 20 ms
+//                 blocks in dB, and distance of log spectra in dB: near-end speech's distortion
+//   passes      = segSNR of what passes with a silent far end, that is the filter bank's part in it
+#include "aec/canceller.h"
+#include "aec/scene.h"
+#include "audio.h"
+#include "metrics.h"
+
+#ifdef QOLSC_HAVE_SPEEXDSP
+#include <speex/speex_echo.h>
+#endif
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <string>
+
+namespace {
+
+using namespace qolsc::tools;
+using Samples = std::vector<std::int16_t>;
+
+constexpr int kTailMs = 128, kSeconds = 40;
+constexpr double kTalkFrom = 10, kTalkTo = 16, kChange = 24;
+
+struct Canceller {
+    std::string name;
+    std::function<Samples(int rate, const Samples& far, const Samples& near)> run;
+};
+
+Canceller ours(const std::string& engine, bool economy = false) {
+    return {engine + (economy ? " eco" : ""),
+            [=](int rate, const Samples& far, const Samples& near) {
+                return cancelEcho({.engine = aecEngineNamed(engine),
+                                   .rate = rate,
+                                   .tailMs = kTailMs,
+                                   .suppress = false,
+                                   .economy = economy},
+                                  far, near)
+                    .output;
+            }};
+}
+
+#ifdef QOLSC_HAVE_SPEEXDSP
+Samples speex(int rate, const Samples& far, const Samples& near) {
+    const int frame = rate / 100;
+    SpeexEchoState* s = speex_echo_state_init(frame, kTailMs * rate / 1000);
+    speex_echo_ctl(s, SPEEX_ECHO_SET_SAMPLING_RATE, &rate);
+    Samples out(near.size());
+    for (std::size_t n = 0; n + static_cast<std::size_t>(frame) <= near.size();
+         n += static_cast<std::size_t>(frame)) {
+        speex_echo_cancellation(s, &near[n], &far[n], &out[n]);
+    }
+    speex_echo_state_destroy(s);
+    return out;
+}
+#endif
+
+/// Recordings one after the other, as long as told, over and over if need be.
+Samples speech(const std::string& directory, const std::vector<std::string>& names, int rate,
+               double seconds) {
+    Samples all;
+    for (const std::string& name : names) {
+        const Audio a =
+            readMono(directory + name + ".wav", rate, {.resample = true}, {}, "a scene");
+        all.insert(all.end(), a.samples.begin(), a.samples.end());
+    }
+    const auto size = static_cast<std::size_t>(seconds * rate);
+    while (all.size() < size) {
+        all.insert(all.end(), all.begin(), all.end());
+    }
+    all.resize(size);
+    return all;
+}
+
+Samples minus(const Samples& a, const Samples& b) {
+    Samples d(a.size());
+    for (std::size_t n = 0; n < d.size(); ++n) {
+        d[n] = static_cast<std::int16_t>(std::clamp(a[n] - b[n], -32768, 32767));
+    }
+    return d;
+}
+
+double power(const Samples& x, int rate, double from, double to) {
+    double sum = 0;
+    for (auto n = static_cast<std::size_t>(from * rate); n < static_cast<std::size_t>(to * rate);
+         ++n) {
+        sum += double(x[n]) * x[n];
+    }
+    return std::max(sum, 1.0);
+}
+double ratio(const Samples& a, const Samples& b, int rate, double from, double to) {
+    return 10 * std::log10(power(a, rate, from, to) / power(b, rate, from, to));
+}
+
+Samples cut(const Samples& x, int rate, double from, double to) {
+    return {x.begin() + static_cast<std::ptrdiff_t>(from * rate),
+            x.begin() + static_cast<std::ptrdiff_t>(to * rate)};
+}
+
+/// Seconds from the change until the ERLE of a half second exceeds 20 dB.
+double timeBack(const Samples& echo, const Samples& left, int rate) {
+    for (double t = kChange; t < kSeconds - 0.5; t += 0.125) {
+        const bool silent = power(echo, rate, t, t + 0.5) < 0.5 * rate * 1000.0;
+        if (!silent && ratio(echo, left, rate, t, t + 0.5) > 20) {
+            return t + 0.5 - kChange;
+        }
+    }
+    return NAN;
+}
+
+void judge(const Canceller& canceller, int rate, const Samples& far, const Scene& alone,
+           const Scene& talked) {
+    const Samples silence(far.size());
+    const Samples noise = minus(alone.near, alone.echo), talk = minus(talked.near, talked.echo);
+    const Samples passed = canceller.run(rate, silence, talk);
+    const Samples out = canceller.run(rate, far, talked.near);
+    const Samples left =
+        minus(canceller.run(rate, far, alone.near), canceller.run(rate, silence, noise));
+    const Samples leftTalked = minus(out, passed);
+    const Samples& echo = alone.echo;
+    std::printf("%-15s", canceller.name.c_str());
+    const double edges[][2] = {{0, 2}, {2, 5}, {5, 10}, {16, 24}, {24, 26}, {26, 28}, {28, 40}};
+    for (const auto& [from, to] : edges) {
+        std::printf(" %6.1f", ratio(echo, left, rate, from, to));
+    }
+    std::printf(" %6.2f", timeBack(echo, left, rate));
+    std::printf(" | %6.1f %6.1f", ratio(leftTalked, left, rate, kTalkFrom, kTalkTo),
+                ratio(echo, leftTalked, rate, kTalkTo, kTalkTo + 2));
+    const Samples clean = cut(talk, rate, kTalkFrom, kTalkTo);
+    const Quality q = compare(clean, cut(out, rate, kTalkFrom, kTalkTo), rate);
+    const Quality p = compare(clean, cut(passed, rate, kTalkFrom, kTalkTo), rate);
+    std::printf(" %6.1f %6.2f %6.1f\n", q.segmentalSnr, q.logSpectralDistance, p.segmentalSnr);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const std::string prompts = "/usr/share/asterisk/sounds/en_US_f_Allison/",
+                      books = "/usr/share/pocketsphinx/test/data/";
+    const std::string book = "librivox/sense_and_sensibility_01_austen_64kb-";
+    const std::vector<std::string> chapters = {book + "0870", book + "0880", book + "0890",
+                                               book + "0920", book + "0930"};
+    std::vector<Canceller> cancellers = {ours("subband"), ours("subband-fixed"), ours("subband-dt"),
+                                         ours("fullband"), ours("fullband-fixed")};
+#ifdef QOLSC_HAVE_SPEEXDSP
+    cancellers.push_back({"libspeexdsp", speex});
+#endif
+    struct {
+        const char* title;
+        int rate;
+        SceneSettings settings;
+    } const scenes[] = {
+        {"room of 60 ms, no noise", 8000, {.roomMs = 60}},
+        {"room of 60 ms, noise at -65 dB", 8000, {.roomMs = 60, .noiseDb = -65}},
+        {"room of 100 ms behind 15 ms, no noise", 8000, {.roomMs = 100, .delayMs = 15}},
+        {"room of 60 ms, no noise", 16000, {.roomMs = 60}},
+        {"room of 100 ms behind 15 ms, noise at -65 dB",
+         16000,
+         {.roomMs = 100, .delayMs = 15, .noiseDb = -65}},
+    };
+    for (const auto& [title, rate, base] : scenes) {
+        SceneSettings settings = base;
+        settings.rate = rate;
+        settings.changeAt = kChange;
+        settings.talkFrom = kTalkFrom;
+        const Samples far = rate == 8000 ? speech(prompts, {"demo-instruct"}, rate, kSeconds)
+                                         : speech(books, chapters, rate, kSeconds);
+        const Samples talk =
+            rate == 8000
+                ? speech(books, chapters, rate, kTalkTo - kTalkFrom)
+                : speech(books, {"cards/001", "cards/002", "cards/003", "cards/004", "cards/005"},
+                         rate, kTalkTo - kTalkFrom);
+        const Scene alone = makeScene(settings, far, {}), talked = makeScene(settings, far, talk);
+        std::printf("\n%d Hz, %s, tail of %d ms; ERLE in dB from s to s\n", rate, title, kTailMs);
+        std::printf("%-15s %6s %6s %6s %6s %6s %6s %6s %6s | %6s %6s %6s %6s %6s\n", "", "0-2",
+                    "2-5", "5-10", "16-24", "24-26", "26-28", "28-40", "back", "rise", "after",
+                    "segSNR", "LSD", "passes");
+        for (const Canceller& c : cancellers) {
+            const bool wanted =
+                argc < 2 || std::any_of(argv + 1, argv + argc,
+                                        [&](const char* name) { return c.name == name; });
+            if (wanted) {
+                judge(c, rate, far, alone, talked);
+            }
+        }
+    }
+    return 0;
+}

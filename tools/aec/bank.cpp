@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+// Kaiser's window for the analysis and the canonical dual of the Gabor frame that it makes for the
+// synthesis (Wexler and Raz 1990).
+#include "aec/bank.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace qolsc::tools {
+
+namespace {
+
+constexpr double kBeta = 8; // first zero at 1.4 bins, aliases begin at 1.33
+
+double bessel0(double x) {
+    double sum = 1, term = 1;
+    for (int k = 1; k < 40; ++k) {
+        term *= x * x / 4 / k / k;
+        sum += term;
+    }
+    return sum;
+}
+
+std::vector<double> kaiser(int length) {
+    std::vector<double> w;
+    for (int n = 0; n < length; ++n) {
+        const double t = (2.0 * n + 1) / length - 1;
+        w.push_back(bessel0(kBeta * std::sqrt(1 - t * t)) / bessel0(kBeta));
+    }
+    return w;
+}
+
+/// The shortest solution g of: h(n)·g(n) sums to 1 over the frames that cover a sample, and
+/// h(n + r·size)·g(n) to 0 for r of -1 and 1, for a window of two transform lengths. The sum and
+/// the two conditions are three equations for each place of a sample in its frame.
+std::vector<double> dual(const std::vector<double>& h, int size, int frameSize) {
+    const int length = static_cast<int>(h.size());
+    const auto at = [&](int n) {
+        return n >= 0 && n < length ? h[static_cast<std::size_t>(n)] : 0.0;
+    };
+    std::vector<double> g(h.size());
+    for (int place = 0; place < frameSize; ++place) {
+        // Normal equations of the three rows; Gauss-Jordan, the matrix being positive definite.
+        std::array<std::array<double, 4>, 3> a{};
+        for (int n = place; n < length; n += frameSize) {
+            for (int r = 0; r < 3; ++r) {
+                for (int s = 0; s < 3; ++s) {
+                    a[r][s] += at(n + (r - 1) * size) * at(n + (s - 1) * size);
+                }
+            }
+        }
+        a[1][3] = 1;
+        for (int r = 0; r < 3; ++r) {
+            a[r][r] += 1e-12;
+            const double pivot = a[r][r];
+            for (double& v : a[r]) {
+                v /= pivot;
+            }
+            for (int s = 0; s < 3; ++s) {
+                const double f = s == r ? 0 : a[s][r];
+                for (int c = 0; c < 4; ++c) {
+                    a[s][c] -= f * a[r][c];
+                }
+            }
+        }
+        for (int n = place; n < length; n += frameSize) {
+            for (int r = 0; r < 3; ++r) {
+                g[static_cast<std::size_t>(n)] += a[r][3] * at(n + (r - 1) * size);
+            }
+        }
+    }
+    return g;
+}
+
+} // namespace
+
+Bank bankOf(const AecSettings& settings) {
+    const int twice = settings.rate == 8000 ? 0 : 1;
+    Bank bank{};
+    if (settings.economy) {
+        bank = twice ? Bank{6, 44, 256, 0, 0, {}, {}} : Bank{5, 24, 128, 0, 0, {}, {}};
+    } else {
+        bank = {6 + twice, 24 << twice, 128 << twice, 0, 0, kaiser(128 << twice), {}};
+        bank.synthesis = dual(bank.analysis, 1 << bank.order, bank.frameSize);
+        // The library applies a synthesis window backwards.
+        std::reverse(bank.synthesis.begin(), bank.synthesis.end());
+    }
+    bank.bands = (1 << bank.order) / 2 + 1;
+    const int samples = settings.tailMs * settings.rate / 1000;
+    bank.segments = std::clamp((samples + bank.frameSize - 1) / bank.frameSize, 1, 255);
+    return bank;
+}
+
+} // namespace qolsc::tools
