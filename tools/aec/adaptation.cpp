@@ -27,7 +27,8 @@ constexpr double kRegularisation = 1e-2;
 constexpr double kSaveEvery = 0.25; // s
 constexpr double kPowerFloor = 1e5; // bands of less power tell nothing of changes
 
-double share(double part, double a, double b) { return part * part / (a * b + 1); }
+/// Squared correlation over both powers.
+double share(double square, double a, double b) { return square / (a * b + 1); }
 
 } // namespace
 
@@ -66,10 +67,11 @@ void Adaptation::decide() {
     for (const BandControl& b : bands_) {
         louder += b.error > kTalkRatio * b.misalignment * b.power;
         explained +=
-            b.gapInFixed.real() > 0 ? share(std::abs(b.gapInFixed), b.gap, b.slowFixedError) : 0;
+            b.gapInFixed.real() > 0 ? share(std::norm(b.gapInFixed), b.gap, b.slowFixedError) : 0;
         if (b.echo > kPowerFloor) {
             ++heard;
-            reversed += b.echoInError < 0 ? share(b.echoInError, b.slowError, b.echo) : 0;
+            reversed +=
+                b.echoInError < 0 ? share(b.echoInError * b.echoInError, b.slowError, b.echo) : 0;
         }
     }
     const auto count = static_cast<double>(bands_.size());
@@ -94,7 +96,7 @@ void Adaptation::step(const BandFrame& frame) {
         BandControl& b = bands_[i];
         const double power = std::max(b.slowPower, 1.0);
         if (believe && b.gapInFixed.real() > 0) {
-            const double part = share(std::abs(b.gapInFixed), b.gap, b.slowFixedError);
+            const double part = share(std::norm(b.gapInFixed), b.gap, b.slowFixedError);
             b.misalignment = std::max(b.misalignment,
                                       (part - kChance) / (1 - kChance) * b.slowFixedError / power);
         }
