@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The RTA family's algebraic search: whole search, and a track of pairs beside its plain
-// definition.
+// The RTA family's algebraic search of 10 pulses on 80 samples and its steps beside their plain
+// definitions.
 #include "kit/data.h"
 #include "qolsc.h"
 #include "rta/fcb_tracks.h"
@@ -8,46 +8,72 @@
 #include <benchmark/benchmark.h>
 
 #include <cmath>
+#include <memory>
+#include <vector>
 
 namespace {
 
 using namespace qolsc::test;
 
-void wholeSearch(benchmark::State& st) {
+using namespace qolsc::rta;
+
+struct Subframe {
+    std::vector<Qol32f> target, imp = std::vector<Qol32f>(kMostLength);
+};
+Subframe subframe() {
     Random r;
-    const std::vector<Qol32f> target = noisef(r, 80, 1000);
-    std::vector<Qol32f> imp(80), exc(80);
-    for (int i = 0; i < 80; ++i) {
-        imp[static_cast<std::size_t>(i)] =
+    Subframe s{noisef(r, kMostLength, 1000)};
+    for (int i = 0; i < kMostLength; ++i) {
+        s.imp[static_cast<std::size_t>(i)] =
             static_cast<Qol32f>(std::pow(0.85, i) * std::cos(0.6 * i));
     }
-    std::vector<Qol8u> buffer(33760);
-    Qol32s index[5];
-    Qol32f gain = 0;
+    return s;
+}
+
+void wholeSearch(benchmark::State& st, const Steps& steps) {
+    const Subframe s = subframe();
+    const auto f = std::make_unique<Field>();
+    f->len = kMostLength;
+    f->n = kRanks;
+    Pulses pulses;
     for (auto _ : st) {
-        qolsFixedCodebookSearchBuffer_RTA_32f(target.data(), imp.data(), exc.data(), 80, index,
-                                              &gain, 10, static_cast<Qol32s>(st.range(0)),
-                                              buffer.data());
-        benchmark::DoNotOptimize(gain);
+        const Sums sums = searchPulses(steps, *f, s.target.data(), s.imp.data(), kMostPulses,
+                                       static_cast<int>(st.range(0)), pulses);
+        benchmark::DoNotOptimize(sums.num);
     }
 }
-BENCHMARK(wholeSearch)->DenseRange(0, 3);
+BENCHMARK_CAPTURE(wholeSearch, fast, kFast)->DenseRange(0, 3);
+BENCHMARK_CAPTURE(wholeSearch, plain, kPlain)->DenseRange(0, 3);
 
-template <qolsc::rta::TrackPulses (*Search)(const qolsc::rta::Field&, int, qolsc::rta::Sums)>
-void pairsOfTrack(benchmark::State& st) {
-    using namespace qolsc::rta;
-    Random r;
-    std::vector<Qol32f> d = noisef(r, kRow, 100), diag(kRow, 5.0f), cross = noisef(r, kRow, 2),
-                        matrix = noisef(r, kMostLength * kRow, 2);
-    const Field f{16, d.data(), diag.data(), cross.data(), matrix.data()};
+void pairsOfTracks(benchmark::State& st, const Steps& steps) {
+    const Subframe s = subframe();
+    const auto f = std::make_unique<Field>();
+    f->len = kMostLength;
+    f->n = kRanks;
+    Pulses pulses;
+    searchPulses(steps, *f, s.target.data(), s.imp.data(), kMostPulses, 3, pulses);
+    const Sums placed = steps.sumsWithout(*f, pulses, 0);
     for (auto _ : st) {
         for (int t = 0; t < kTracks; ++t) {
-            benchmark::DoNotOptimize(Search(f, t, Sums{100, 30}));
+            benchmark::DoNotOptimize(steps.two(*f, t, placed));
         }
     }
 }
-BENCHMARK(pairsOfTrack<qolsc::rta::ownSearchTrackTwoPulsesSigns>);
-BENCHMARK(pairsOfTrack<qolsc::rta::searchTrackTwoPlain>);
+BENCHMARK_CAPTURE(pairsOfTracks, fast, kFast);
+BENCHMARK_CAPTURE(pairsOfTracks, plain, kPlain);
+
+void correlations(benchmark::State& st, const Steps& steps) {
+    const Subframe s = subframe();
+    const auto f = std::make_unique<Field>();
+    f->len = kMostLength;
+    f->n = kRanks;
+    for (auto _ : st) {
+        steps.correlate(*f, s.imp.data());
+        benchmark::DoNotOptimize(f->matrix[0]);
+    }
+}
+BENCHMARK_CAPTURE(correlations, fast, kFast);
+BENCHMARK_CAPTURE(correlations, plain, kPlain);
 
 } // namespace
 

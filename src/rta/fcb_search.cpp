@@ -17,6 +17,7 @@ using namespace rta;
 namespace {
 
 constexpr int kBufferBytes = 33760;
+static_assert(sizeof(Field) + 31 <= kBufferBytes);
 constexpr int kMostRefinements = 4;
 
 /// Pulses of each track by numPulses - 5.
@@ -31,96 +32,45 @@ struct Effort {
 };
 constexpr Effort kEffort[4] = {{true, 4}, {true, 3}, {false, 2}, {false, 1}};
 
-/// The scratch buffer, its start rounded up to 32 bytes.
-struct Scratch {
-    Qol32f d[kRow], diag[kRow], cross[kRow];
-    Qol32f matrix[kMostLength * kRow];
-};
-static_assert(sizeof(Scratch) + 31 <= kBufferBytes);
-
-using Pulses = TrackPulses[kTracks];
-
-/// Backward-filtered target, energies and correlations, regrouped by track.
-void owndspPrePulseSearch(const Qol32f* pTarget, const Qol32f* pImp, int len, Field& f) {
-    Qol32f backward[kMostLength], lag[kMostLength];
-    qolsCrossCorr_32f(pImp, len, pTarget, len, backward, len, 0, nullptr);
-    const auto index = [n = f.n](int position) {
-        return position % kTracks * n + position / kTracks;
-    };
-    const int used = f.n * kTracks;
-    for (int i = 0; i < used; ++i) {
-        f.d[index(i)] = backward[i];
+/// Backward-filtered target by track, energies and correlations.
+void owndspPrePulseSearch(const Steps& steps, const Qol32f* pTarget, const Qol32f* pImp, Field& f) {
+    Qol32f backward[kMostLength];
+    qolsCrossCorr_32f(pImp, f.len, pTarget, f.len, backward, f.len, 0, nullptr);
+    std::memset(f.d, 0, sizeof f.d);
+    for (int i = 0; i < f.n * kTracks; ++i) {
+        f.d[placeOf(i)] = backward[i];
     }
-    // Correlation of positions i <= j = i + k: the sum of pImp[m] pImp[m + k] over m below len - j,
-    // which grows as j falls.
-    for (int k = 0; k < used; ++k) {
-        Qol32f sum = 0;
-        for (int m = 0; m < len - k; ++m) {
-            sum += pImp[m] * pImp[m + k];
-            lag[m] = sum;
-        }
-        for (int j = k; j < used; ++j) {
-            const Qol32f c = lag[len - 1 - j];
-            const int a = index(j - k), b = index(j);
-            f.matrix[kRow * a + b] = f.matrix[kRow * b + a] = c;
-        }
-    }
-    for (int i = 0; i < used; ++i) {
-        f.diag[i] = f.matrix[kRow * i + i];
-    }
-}
-
-/// Sums of all pulses but those of one track (-1: of all), and their correlation with every
-/// position.
-Sums sumsWithout(Field& f, const Pulses& pulses, int track) {
-    std::memset(f.cross, 0, kRow * sizeof *f.cross);
-    Sums s{0, 0};
-    for (int t = 0; t < kTracks; ++t) {
-        for (int p = 0; t != track && p < pulses[t].count; ++p) {
-            if (pulses[t].rank[p] < 0) {
-                continue;
-            }
-            const int i = t * f.n + pulses[t].rank[p];
-            const Qol32f sign = pulses[t].sign[p];
-            s.num += sign * f.d[i];
-            s.den += f.diag[i] + 2 * sign * f.cross[i];
-            for (int j = 0; j < kRow; ++j) {
-                f.cross[j] += sign * f.matrix[kRow * i + j];
-            }
-        }
-    }
-    return s;
+    steps.correlate(f, pImp);
 }
 
 bool isBetter(Sums a, Sums b) { return a.num * a.num * b.den > b.num * b.num * a.den; }
 
-void placeTrack(Field& f, Pulses& pulses, int t, int count) {
-    const Sums placed = sumsWithout(f, pulses, t);
-    pulses[t] = count == 1 ? ownSearchTrackOnePulseSigns(f, t, placed)
-                           : ownSearchTrackTwoPulsesSigns(f, t, placed);
+void placeTrack(const Steps& steps, Field& f, Pulses& pulses, int t, int count) {
+    const Sums placed = steps.sumsWithout(f, pulses, t);
+    pulses[t] = (count == 1 ? steps.one : steps.two)(f, t, placed);
 }
 
 /// All tracks once, beginning with `first`, each beside those already filled.
-void fillTracks(Field& f, Pulses& pulses, const int* counts, int first) {
+void fillTracks(const Steps& steps, Field& f, Pulses& pulses, const int* counts, int first) {
     for (TrackPulses& p : pulses) {
         p = TrackPulses{0, {-1, -1}, {0, 0}};
     }
     for (int i = 0; i < kTracks; ++i) {
         const int t = (first + i) % kTracks;
-        placeTrack(f, pulses, t, counts[t]);
+        placeTrack(steps, f, pulses, t, counts[t]);
     }
 }
 
 /// Each track anew beside all others, until a round brings nothing.
-void refine(Field& f, Pulses& pulses, const int* counts) {
-    Sums best = sumsWithout(f, pulses, -1);
+void refine(const Steps& steps, Field& f, Pulses& pulses, const int* counts) {
+    Sums best = steps.sumsWithout(f, pulses, -1);
     for (int round = 0; round < kMostRefinements; ++round) {
         Pulses trial;
         std::memcpy(trial, pulses, sizeof trial);
         for (int t = 0; t < kTracks; ++t) {
-            placeTrack(f, trial, t, counts[t]);
+            placeTrack(steps, f, trial, t, counts[t]);
         }
-        const Sums now = sumsWithout(f, trial, -1);
+        const Sums now = steps.sumsWithout(f, trial, -1);
         if (!isBetter(now, best)) {
             return;
         }
@@ -165,6 +115,27 @@ void writeResult(const Field& f, Pulses& pulses, Sums sums, Qol32f* pExc, Qol32s
 
 } // namespace
 
+Sums rta::searchPulses(const Steps& steps, Field& f, const Qol32f* target, const Qol32f* imp,
+                       int numPulses, int mode, Pulses& best) {
+    owndspPrePulseSearch(steps, target, imp, f);
+    const int* counts = kCounts[numPulses - kTracks];
+    const Effort effort = kEffort[mode];
+    Sums bestSums{0, 0};
+    for (int start = 0; start < effort.starts; ++start) {
+        Pulses pulses;
+        fillTracks(steps, f, pulses, counts, start);
+        if (effort.refine) {
+            refine(steps, f, pulses, counts);
+        }
+        const Sums sums = steps.sumsWithout(f, pulses, -1);
+        if (start == 0 || isBetter(sums, bestSums)) {
+            bestSums = sums;
+            std::memcpy(best, pulses, sizeof best);
+        }
+    }
+    return bestSums;
+}
+
 QolStatus qolsFixedCodebookSearch_RTA_GetBufferSize_32f(Qol32s* pSize) noexcept {
     if (anyNull(pSize)) {
         return qolStsNullPtrErr;
@@ -184,27 +155,12 @@ QolStatus qolsFixedCodebookSearchBuffer_RTA_32f(const Qol32f* pTarget, const Qol
         mode < 0 || mode > 3) {
         return qolStsRangeErr;
     }
-    auto* scratch = reinterpret_cast<Scratch*>(alignUp<32>(pBuffer));
-    std::memset(static_cast<void*>(scratch), 0, sizeof *scratch);
-    Field f{len / kTracks, scratch->d, scratch->diag, scratch->cross, scratch->matrix};
-    owndspPrePulseSearch(pTarget, pImp, len, f);
-    const int* counts = kCounts[numPulses - kTracks];
-    const Effort effort = kEffort[mode];
+    auto* f = reinterpret_cast<Field*>(alignUp<32>(pBuffer));
+    f->len = len;
+    f->n = len / kTracks;
     Pulses best;
-    Sums bestSums{0, 0};
-    for (int start = 0; start < effort.starts; ++start) {
-        Pulses pulses;
-        fillTracks(f, pulses, counts, start);
-        if (effort.refine) {
-            refine(f, pulses, counts);
-        }
-        const Sums sums = sumsWithout(f, pulses, -1);
-        if (start == 0 || isBetter(sums, bestSums)) {
-            bestSums = sums;
-            std::memcpy(best, pulses, sizeof best);
-        }
-    }
-    writeResult(f, best, bestSums, pExc, len, pIndex, pGain);
+    const Sums sums = searchPulses(kFast, *f, pTarget, pImp, numPulses, mode, best);
+    writeResult(*f, best, sums, pExc, len, pIndex, pGain);
     return qolStsNoErr;
 }
 

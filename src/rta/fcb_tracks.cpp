@@ -14,13 +14,13 @@ namespace {
 constexpr Qol32f kNone = -2.0f, kNoEnergy = -1.0f;
 constexpr Qol32f kSigns[2] = {1.0f, -1.0f};
 
-/// Candidates are numbered in the order of the search: signs outermost, then ranks.
-constexpr int numberOf(int s0, int s1, int k0, int k1) {
-    return ((s0 * 2 + s1) * 16 + k0) * 16 + k1;
+/// Candidates are numbered in the order of the search: ranks, then signs.
+constexpr int numberOf(int k0, int k1, int s0, int s1) {
+    return (k0 * kRanks + k1) * 4 + s0 * 2 + s1;
 }
 
 TrackPulses pulsesOf(int number, int count) {
-    const int k0 = number >> 4 & 15, k1 = number & 15, s1 = number >> 8 & 1, s0 = number >> 9;
+    const int k0 = number >> 6, k1 = number >> 2 & 15, s0 = number >> 1 & 1, s1 = number & 1;
     if (count == 1) {
         return {1, {k1, -1}, {kSigns[s1], 0}};
     }
@@ -29,60 +29,79 @@ TrackPulses pulsesOf(int number, int count) {
 
 TrackPulses nothing(int count) { return {count, {-1, -1}, {0, 0}}; }
 
+Qol32f criterion(Qol32f num, Qol32f den) { return den > 0 ? num * num / den : kNoEnergy; }
+
+/// What each rank's pulse of either sign brings: its share of the correlation, its energy with its
+/// share in what is placed.
+struct Shares {
+    alignas(32) Qol32f num[2][kRanks], den[2][kRanks];
+};
+Shares sharesOf(const Field& f, int t) {
+    Shares s;
+    for (int k = 0; k < kRanks; k += 8) {
+        const f256 d = loadf(f.d + placeOf(t, k)), diag = loadf(f.diag + placeOf(t, k));
+        const f256 cross = loadf(f.cross + k);
+        storef(s.num[0] + k, d);
+        storef(s.num[1] + k, _mm256_xor_ps(splatf(-0.0f), d));
+        storef(s.den[0] + k, addf(diag, cross));
+        storef(s.den[1] + k, subf(diag, cross));
+    }
+    return s;
+}
+
 /// Best candidate so far of each lane.
 struct Best {
     f256 value, number;
 };
 
-/// num^2 / den, or kNoEnergy where the energy isn't above 0.
-f256 criterion(f256 num, f256 den) {
-    const f256 positive = _mm256_cmp_ps(den, zerof(), _CMP_GT_OQ);
-    return _mm256_blendv_ps(splatf(kNoEnergy), _mm256_div_ps(mulf(num, num), den), positive);
+/// num^2 / den, or kNoEnergy where the energy isn't above 0, of the lanes that are allowed.
+void offer(Best& best, f256 num, f256 den, f256 allowed, f256 number) {
+    const f256 positive = _mm256_and_ps(_mm256_cmp_ps(den, zerof(), _CMP_GT_OQ), allowed);
+    const f256 other = selectf(allowed, splatf(kNone), splatf(kNoEnergy));
+    const f256 value = selectf(positive, other, _mm256_div_ps(mulf(num, num), den));
+    const f256 better = _mm256_cmp_ps(value, best.value, _CMP_GT_OQ);
+    best.value = selectf(better, best.value, value);
+    best.number = selectf(better, best.number, number);
 }
-Qol32f criterion(Qol32f num, Qol32f den) { return den > 0 ? num * num / den : kNoEnergy; }
 
-void offer(Best& best, f256 value, f256 number, f256 allowed) {
-    const f256 better = _mm256_and_ps(_mm256_cmp_ps(value, best.value, _CMP_GT_OQ), allowed);
-    best.value = _mm256_blendv_ps(best.value, value, better);
-    best.number = _mm256_blendv_ps(best.number, number, better);
+/// The greatest lane, or the least, in all lanes.
+f256 greatest(f256 v) {
+    v = maxf(v, _mm256_permute2f128_ps(v, v, 1));
+    v = maxf(v, _mm256_permute_ps(v, 0x4E));
+    return maxf(v, _mm256_permute_ps(v, 0xB1));
+}
+f256 least(f256 v) {
+    v = minf(v, _mm256_permute2f128_ps(v, v, 1));
+    v = minf(v, _mm256_permute_ps(v, 0x4E));
+    return minf(v, _mm256_permute_ps(v, 0xB1));
 }
 
 /// Number of the best candidate over all lanes, the lowest on a tie; -1 when none was allowed.
-int winner(const Best& best) {
-    alignas(32) Qol32f value[8], number[8];
-    _mm256_store_ps(value, best.value);
-    _mm256_store_ps(number, best.number);
-    int w = 0;
-    for (int i = 1; i < 8; ++i) {
-        if (value[i] > value[w] || (value[i] == value[w] && number[i] < number[w])) {
-            w = i;
-        }
-    }
-    return value[w] == kNone ? -1 : static_cast<int>(number[w]);
+int winner(const Best& a, const Best& b) {
+    const f256 most = greatest(maxf(a.value, b.value)), beyond = splatf(1e9f);
+    const f256 first = selectf(_mm256_cmp_ps(a.value, most, _CMP_EQ_OQ), beyond, a.number);
+    const f256 second = selectf(_mm256_cmp_ps(b.value, most, _CMP_EQ_OQ), beyond, b.number);
+    const int number = static_cast<int>(_mm256_cvtss_f32(least(minf(first, second))));
+    return _mm256_cvtss_f32(most) == kNone ? -1 : number;
 }
 
-/// Lanes' ranks from k on, and those of them in lo..n-1.
-f256 ranks(int k) {
-    return addf(splatf(static_cast<Qol32f>(k)), _mm256_setr_ps(0, 1, 2, 3, 4, 5, 6, 7));
-}
-f256 within(f256 rank, int lo, int n) {
-    return _mm256_and_ps(_mm256_cmp_ps(rank, splatf(static_cast<Qol32f>(lo)), _CMP_GE_OQ),
-                         _mm256_cmp_ps(rank, splatf(static_cast<Qol32f>(n)), _CMP_LT_OQ));
-}
+f256 splat(int v) { return splatf(static_cast<Qol32f>(v)); }
+/// Ranks k to k + 7.
+f256 ranks(int k) { return addf(splat(k), _mm256_setr_ps(0, 1, 2, 3, 4, 5, 6, 7)); }
+f256 below(f256 rank, int n) { return _mm256_cmp_ps(rank, splat(n), _CMP_LT_OQ); }
 
 } // namespace
 
 TrackPulses searchTrackOnePlain(const Field& f, int t, Sums placed) {
     int best = -1;
     Qol32f most = kNone;
-    for (int s = 0; s < 2; ++s) {
-        for (int k = 0; k < f.n; ++k) {
-            const int i = t * f.n + k;
-            const Qol32f num = placed.num + kSigns[s] * f.d[i];
-            const Qol32f den = placed.den + f.diag[i] + 2 * kSigns[s] * f.cross[i];
+    for (int k = 0; k < f.n; ++k) {
+        for (int s = 0; s < 2; ++s) {
+            const Qol32f num = placed.num + kSigns[s] * f.d[placeOf(t, k)];
+            const Qol32f den = placed.den + (f.diag[placeOf(t, k)] + kSigns[s] * f.cross[k]);
             if (criterion(num, den) > most) {
                 most = criterion(num, den);
-                best = numberOf(0, s, 0, k);
+                best = numberOf(0, k, 0, s);
             }
         }
     }
@@ -90,41 +109,39 @@ TrackPulses searchTrackOnePlain(const Field& f, int t, Sums placed) {
 }
 
 TrackPulses ownSearchTrackOnePulseSigns(const Field& f, int t, Sums placed) {
+    const Shares shares = sharesOf(f, t);
     Best best{splatf(kNone), zerof()};
-    for (int s = 0; s < 2; ++s) {
-        for (int k = 0; k < f.n; k += 8) {
-            const int i = t * f.n + k;
-            const f256 num = addf(splatf(placed.num), mulf(splatf(kSigns[s]), loadf(f.d + i)));
-            const f256 den = addf(addf(splatf(placed.den), loadf(f.diag + i)),
-                                  mulf(splatf(2 * kSigns[s]), loadf(f.cross + i)));
-            const f256 rank = ranks(k);
-            offer(best, criterion(num, den),
-                  addf(splatf(static_cast<Qol32f>(numberOf(0, s, 0, 0))), rank),
-                  within(rank, 0, f.n));
+    for (int k = 0; k < f.n; k += 8) {
+        const f256 rank = ranks(k), allowed = below(rank, f.n);
+        const f256 number = mulf(rank, splatf(4));
+        for (int s = 0; s < 2; ++s) {
+            offer(best, addf(splatf(placed.num), loadf(shares.num[s] + k)),
+                  addf(splatf(placed.den), loadf(shares.den[s] + k)), allowed,
+                  addf(number, splat(s)));
         }
     }
-    const int number = winner(best);
+    const int number = winner(best, best);
     return number < 0 ? nothing(1) : pulsesOf(number, 1);
 }
 
 TrackPulses searchTrackTwoPlain(const Field& f, int t, Sums placed) {
     int best = -1;
     Qol32f most = kNone;
-    for (int signs = 0; signs < 4; ++signs) {
-        const Qol32f s0 = kSigns[signs >> 1], s1 = kSigns[signs & 1];
-        for (int k0 = 0; k0 < f.n; ++k0) {
-            const int i0 = t * f.n + k0;
-            const Qol32f num0 = placed.num + s0 * f.d[i0];
-            const Qol32f den0 = placed.den + f.diag[i0] + 2 * s0 * f.cross[i0];
-            // Two pulses on one position must have one sign, or they cancel.
-            for (int k1 = s0 == s1 ? k0 : k0 + 1; k1 < f.n; ++k1) {
-                const int i1 = t * f.n + k1;
-                const Qol32f num = num0 + s1 * f.d[i1];
-                const Qol32f den =
-                    den0 + f.diag[i1] + 2 * s1 * (f.cross[i1] + s0 * f.matrix[kRow * i0 + i1]);
+    const Qol32f *d = f.d + placeOf(t, 0), *diag = f.diag + placeOf(t, 0);
+    for (int k0 = 0; k0 < f.n; ++k0) {
+        for (int k1 = k0; k1 < f.n; ++k1) {
+            const Qol32f pair = f.matrix[kRow * (t + kTracks * k0) + placeOf(t, k1)];
+            for (int signs = 0; signs < 4; ++signs) {
+                const Qol32f s0 = kSigns[signs >> 1], s1 = kSigns[signs & 1];
+                if (k0 == k1 && s0 != s1) {
+                    continue; // they cancel
+                }
+                const Qol32f num = placed.num + s0 * d[k0] + s1 * d[k1];
+                const Qol32f den = placed.den + (diag[k0] + s0 * f.cross[k0]) +
+                                   (diag[k1] + s1 * f.cross[k1]) + s0 * s1 * pair;
                 if (criterion(num, den) > most) {
                     most = criterion(num, den);
-                    best = numberOf(signs >> 1, signs & 1, k0, k1);
+                    best = numberOf(k0, k1, signs >> 1, signs & 1);
                 }
             }
         }
@@ -132,28 +149,86 @@ TrackPulses searchTrackTwoPlain(const Field& f, int t, Sums placed) {
     return best < 0 ? nothing(2) : pulsesOf(best, 2);
 }
 
-TrackPulses ownSearchTrackTwoPulsesSigns(const Field& f, int t, Sums placed) {
-    Best best{splatf(kNone), zerof()};
-    for (int signs = 0; signs < 4; ++signs) {
-        const Qol32f s0 = kSigns[signs >> 1], s1 = kSigns[signs & 1];
-        for (int k0 = 0; k0 < f.n; ++k0) {
-            const int i0 = t * f.n + k0, low = s0 == s1 ? k0 : k0 + 1;
-            const f256 num0 = splatf(placed.num + s0 * f.d[i0]);
-            const f256 den0 = splatf(placed.den + f.diag[i0] + 2 * s0 * f.cross[i0]);
-            for (int k = low & ~7; k < f.n; k += 8) {
-                const int i1 = t * f.n + k;
-                const f256 num = addf(num0, mulf(splatf(s1), loadf(f.d + i1)));
-                const f256 both =
-                    addf(loadf(f.cross + i1), mulf(splatf(s0), loadf(f.matrix + kRow * i0 + i1)));
-                const f256 den = addf(addf(den0, loadf(f.diag + i1)), mulf(splatf(2 * s1), both));
-                const f256 rank = ranks(k);
-                const int number = numberOf(signs >> 1, signs & 1, k0, 0);
-                offer(best, criterion(num, den), addf(splatf(static_cast<Qol32f>(number)), rank),
-                      within(rank, low, f.n));
-            }
+namespace {
+
+/// A group of pairs: one rank k0, eight ranks k1 from k on, all signs.
+struct Group {
+    f256 num[2][2], den[2][2];
+    f256 alike, unlike; // lanes allowed with like signs, with unlike ones
+};
+
+/// True when a lane of the group may be better than `most`: rounding is monotonic, so that
+/// num^2 / den > most implies num^2 >= most den as rounded.
+bool mayBeBetter(const Group& g, f256 most) {
+    const auto passes = [&g, most](int s0, int s1) {
+        return _mm256_cmp_ps(mulf(g.num[s0][s1], g.num[s0][s1]), mulf(most, g.den[s0][s1]),
+                             _CMP_GE_OQ);
+    };
+    const f256 like = _mm256_and_ps(_mm256_or_ps(passes(0, 0), passes(1, 1)), g.alike);
+    const f256 other = _mm256_and_ps(_mm256_or_ps(passes(0, 1), passes(1, 0)), g.unlike);
+    return _mm256_movemask_ps(_mm256_or_ps(like, other)) != 0;
+}
+
+void offerGroup(Best& best, const Group& g, f256 number) {
+    for (int s0 = 0; s0 < 2; ++s0) {
+        for (int s1 = 0; s1 < 2; ++s1) {
+            offer(best, g.num[s0][s1], g.den[s0][s1], s0 == s1 ? g.alike : g.unlike,
+                  addf(number, splat(2 * s0 + s1)));
         }
     }
-    const int number = winner(best);
+}
+
+/// Lanes from n on, n from 0 to 8.
+f256 lanesFrom(int n) {
+    static constexpr Qol32s kMasks[16] = {0, 0, 0, 0, 0, 0, 0, 0, -1, -1, -1, -1, -1, -1, -1, -1};
+    return loadf(reinterpret_cast<const Qol32f*>(kMasks + 8 - n));
+}
+
+/// Pairs of which the second rank is one of eight from k on. Only what may beat the best of all so
+/// far is divided out.
+void searchSeconds(const Field& f, int t, int k, const Shares& first, const Shares& shares,
+                   f256& most, Best& best) {
+    const f256 exists = below(ranks(k), f.n);
+    const f256 num = loadf(shares.num[0] + k), den0 = loadf(shares.den[0] + k),
+               den1 = loadf(shares.den[1] + k);
+    const Qol32f* pairs = f.matrix + kRow * t + placeOf(t, k);
+    const int end = k + 8 < f.n ? k + 8 : f.n;
+    for (int k0 = 0; k0 < end; ++k0) {
+        const f256 num0 = splatf(first.num[0][k0]), num1 = splatf(first.num[1][k0]);
+        const f256 e0 = splatf(first.den[0][k0]), e1 = splatf(first.den[1][k0]);
+        const f256 pair = loadf(pairs + kRow * kTracks * k0);
+        const int from = k0 < k ? 0 : k0 - k;
+        const Group g{{{addf(num0, num), subf(num0, num)}, {addf(num1, num), subf(num1, num)}},
+                      {{addf(addf(e0, den0), pair), subf(addf(e0, den1), pair)},
+                       {subf(addf(e1, den0), pair), addf(addf(e1, den1), pair)}},
+                      _mm256_and_ps(exists, lanesFrom(from)),
+                      _mm256_and_ps(exists, lanesFrom(k0 < k ? 0 : from + 1))};
+        if (k0 + k == 0 || mayBeBetter(g, most)) {
+            offerGroup(best, g, addf(mulf(ranks(k), splatf(4)), splat(numberOf(k0, 0, 0, 0))));
+            most = greatest(maxf(most, best.value));
+        }
+    }
+}
+
+} // namespace
+
+TrackPulses ownSearchTrackTwoPulsesSigns(const Field& f, int t, Sums placed) {
+    const Shares shares = sharesOf(f, t);
+    Shares first;
+    for (int s = 0; s < 2; ++s) {
+        for (int k = 0; k < kRanks; k += 8) {
+            storef(first.num[s] + k, addf(splatf(placed.num), loadf(shares.num[s] + k)));
+            storef(first.den[s] + k, addf(splatf(placed.den), loadf(shares.den[s] + k)));
+        }
+    }
+    // The first pair counts without energy too, when there is no other.
+    f256 most = splatf(kNone);
+    Best low{most, zerof()}, high = low;
+    if (f.n > 8) {
+        searchSeconds(f, t, 8, first, shares, most, high);
+    }
+    searchSeconds(f, t, 0, first, shares, most, low);
+    const int number = winner(low, high);
     return number < 0 ? nothing(2) : pulsesOf(number, 2);
 }
 

@@ -87,6 +87,12 @@ inline f256 mulf(f256 a, f256 b) { return _mm256_mul_ps(a, b); }
 inline f256 minf(f256 a, f256 b) { return _mm256_min_ps(a, b); }
 inline f256 maxf(f256 a, f256 b) { return _mm256_max_ps(a, b); }
 
+/// b where the mask is set, else a. Not _mm256_blendv_ps: without AVX2, GCC 12 takes that to pieces,
+/// lane by lane, when the mask comes from a comparison.
+inline f256 selectf(f256 mask, f256 a, f256 b) {
+    return _mm256_or_ps(_mm256_andnot_ps(mask, a), _mm256_and_ps(mask, b));
+}
+
 inline d256 loadd(const Qol64f* p) { return _mm256_loadu_pd(p); }
 inline void stored(Qol64f* p, d256 v) { _mm256_storeu_pd(p, v); }
 inline d256 zerod() { return _mm256_setzero_pd(); }
@@ -95,6 +101,9 @@ inline d256 addd(d256 a, d256 b) { return _mm256_add_pd(a, b); }
 inline d256 muld(d256 a, d256 b) { return _mm256_mul_pd(a, b); }
 inline d256 mind(d256 a, d256 b) { return _mm256_min_pd(a, b); }
 inline d256 maxd(d256 a, d256 b) { return _mm256_max_pd(a, b); }
+inline d256 selectd(d256 mask, d256 a, d256 b) {
+    return _mm256_or_pd(_mm256_andnot_pd(mask, a), _mm256_and_pd(mask, b));
+}
 /// Four floats as doubles.
 inline d256 widened(const Qol32f* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
 

@@ -19,8 +19,8 @@ f256 below(f256 x, f256 level) { return _mm256_cmp_ps(x, level, _CMP_LT_OQ); }
 f256 above(f256 x, f256 level) { return _mm256_cmp_ps(x, level, _CMP_GT_OQ); }
 d256 below(d256 x, d256 level) { return _mm256_cmp_pd(x, level, _CMP_LT_OQ); }
 d256 above(d256 x, d256 level) { return _mm256_cmp_pd(x, level, _CMP_GT_OQ); }
-f256 replace(f256 x, f256 mask, f256 value) { return _mm256_blendv_ps(x, value, mask); }
-d256 replace(d256 x, d256 mask, d256 value) { return _mm256_blendv_pd(x, value, mask); }
+f256 replace(f256 x, f256 mask, f256 value) { return selectf(mask, x, value); }
+d256 replace(d256 x, d256 mask, d256 value) { return selectd(mask, x, value); }
 
 /// Magnitudes below level become level with the sign of x.
 f256 floorMagnitude(f256 x, f256 level) {

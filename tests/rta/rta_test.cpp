@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <memory>
 
 using namespace qolsc::test;
 
@@ -165,34 +166,71 @@ TEST(RtaAlgebraic, IndicesDecodeToTheExcitationAndGainIsTheBest) {
     }
 }
 
+bool isSame(const qolsc::rta::TrackPulses& a, const qolsc::rta::TrackPulses& b) {
+    return a.count == b.count && std::equal(a.rank, a.rank + 2, b.rank) &&
+           std::equal(a.sign, a.sign + 2, b.sign);
+}
+
 TEST(RtaAlgebraic, TrackSearchesEqualPlainOnes) {
     using namespace qolsc::rta;
     Random r;
+    const auto f = std::make_unique<Field>();
     for (int run = 0; run < 500; ++run) {
-        const int n = static_cast<int>(uniform(r, 1, 16));
-        Floats d = noisef(r, kRow, 100), diag = noisef(r, kRow, 4),
-               cross = noisef(r, kRow, run % 3 ? 2.0 : 8.0);
-        Floats matrix = noisef(r, kMostLength * kRow, 2);
+        const auto fill = [&r](Qol32f* p, int count, double amplitude) {
+            const Floats v = noisef(r, count, amplitude);
+            std::copy(v.begin(), v.end(), p);
+        };
+        f->n = static_cast<int>(uniform(r, 1, kRanks));
+        fill(f->d, kRow, 100);
+        fill(f->diag, kRow, 4);
+        fill(f->cross, kRow, run % 3 ? 2.0 : 8.0);
+        fill(f->matrix, kMostLength * kRow, 4);
         if (run % 5 == 0) { // many ties
-            std::fill(d.begin(), d.end(), 1.0f);
-            std::fill(diag.begin(), diag.end(), 1.0f);
-            std::fill(cross.begin(), cross.end(), 0.0f);
-            std::fill(matrix.begin(), matrix.end(), 0.0f);
+            std::fill_n(f->d, kRow, 1.0f);
+            std::fill_n(f->diag, kRow, 1.0f);
+            std::fill_n(f->cross, kRow, 0.0f);
+            std::fill_n(f->matrix, kMostLength * kRow, 0.0f);
         }
-        for (Qol32f& e : diag) {
+        for (Qol32f& e : f->diag) {
             e = std::fabs(e);
         }
-        const Field f{n, d.data(), diag.data(), cross.data(), matrix.data()};
-        const Sums placed{d[0], run % 4 ? 10.0f : 0.0f};
-        for (int t = 0; t < 5; ++t) {
-            const auto same = [](const TrackPulses& a, const TrackPulses& b) {
-                return a.count == b.count && std::equal(a.rank, a.rank + 2, b.rank) &&
-                       std::equal(a.sign, a.sign + 2, b.sign);
-            };
-            EXPECT_TRUE(
-                same(ownSearchTrackOnePulseSigns(f, t, placed), searchTrackOnePlain(f, t, placed)));
-            EXPECT_TRUE(same(ownSearchTrackTwoPulsesSigns(f, t, placed),
-                             searchTrackTwoPlain(f, t, placed)));
+        const Sums placed{f->d[0], run % 4 ? 10.0f : 0.0f};
+        for (int t = 0; t < kTracks; ++t) {
+            EXPECT_TRUE(isSame(ownSearchTrackOnePulseSigns(*f, t, placed),
+                               searchTrackOnePlain(*f, t, placed)));
+            EXPECT_TRUE(isSame(ownSearchTrackTwoPulsesSigns(*f, t, placed),
+                               searchTrackTwoPlain(*f, t, placed)));
+        }
+    }
+}
+
+TEST(RtaAlgebraic, WholeSearchesEqualPlainOnes) {
+    using namespace qolsc::rta;
+    Random r;
+    const auto fast = std::make_unique<Field>(), plain = std::make_unique<Field>();
+    for (int run = 0; run < 320; ++run) {
+        const int len = run % 2 ? 80 : static_cast<int>(uniform(r, 1, 80)),
+                  count = static_cast<int>(uniform(r, 5, 10));
+        const Floats target = run % 3 ? speech(len, 7 * run) : noisef(r, len, 1000),
+                     imp = impulse(r, len);
+        // What the buffer held before makes no difference.
+        std::memset(static_cast<void*>(fast.get()), run % 4 ? 0xFF : 0x11, sizeof *fast);
+        std::memset(static_cast<void*>(plain.get()), 0, sizeof *plain);
+        fast->len = plain->len = len;
+        fast->n = plain->n = len / kTracks;
+        Pulses a, b;
+        const Sums x = searchPulses(kFast, *fast, target.data(), imp.data(), count, run % 4, a);
+        const Sums y = searchPulses(kPlain, *plain, target.data(), imp.data(), count, run % 4, b);
+        EXPECT_EQ(x.num, y.num) << len;
+        EXPECT_EQ(x.den, y.den) << len;
+        for (int t = 0; t < kTracks; ++t) {
+            EXPECT_TRUE(isSame(a[t], b[t])) << len << ", track " << t;
+        }
+        for (int i = 0; i < len; ++i) {
+            for (int j = 0; j < len; ++j) {
+                ASSERT_EQ(fast->matrix[kRow * i + placeOf(j)], plain->matrix[kRow * i + placeOf(j)])
+                    << len << ", " << i << ", " << j;
+            }
         }
     }
 }
