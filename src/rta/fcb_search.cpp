@@ -61,14 +61,28 @@ void fillTracks(const Steps& steps, Field& f, Pulses& pulses, const int* counts,
     }
 }
 
-/// Each track anew beside all others, until a round brings nothing.
-void refine(const Steps& steps, Field& f, Pulses& pulses, const int* counts) {
+bool isSame(const TrackPulses& a, const TrackPulses& b) {
+    return a.rank[0] == b.rank[0] && a.rank[1] == b.rank[1] && a.sign[0] == b.sign[0] &&
+           a.sign[1] == b.sign[1];
+}
+
+/// Each track anew beside all others, until a round brings nothing; `newest` was filled last.
+void refine(const Steps& steps, Field& f, Pulses& pulses, const int* counts, int newest) {
+    bool known[kTracks] = {}; // what the search of the track would give
+    known[newest] = steps.skipsKnown;
     Sums best = steps.sumsWithout(f, pulses, -1);
     for (int round = 0; round < kMostRefinements; ++round) {
         Pulses trial;
         std::memcpy(trial, pulses, sizeof trial);
         for (int t = 0; t < kTracks; ++t) {
+            if (known[t]) {
+                continue;
+            }
             placeTrack(steps, f, trial, t, counts[t]);
+            if (!isSame(trial[t], pulses[t])) {
+                std::memset(known, 0, sizeof known);
+            }
+            known[t] = steps.skipsKnown;
         }
         const Sums now = steps.sumsWithout(f, trial, -1);
         if (!isBetter(now, best)) {
@@ -125,7 +139,7 @@ Sums rta::searchPulses(const Steps& steps, Field& f, const Qol32f* target, const
         Pulses pulses;
         fillTracks(steps, f, pulses, counts, start);
         if (effort.refine) {
-            refine(steps, f, pulses, counts);
+            refine(steps, f, pulses, counts, (start + kTracks - 1) % kTracks);
         }
         const Sums sums = steps.sumsWithout(f, pulses, -1);
         if (start == 0 || isBetter(sums, bestSums)) {

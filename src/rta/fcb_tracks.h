@@ -61,11 +61,12 @@ struct Steps {
     Sums (*sumsWithout)(Field& f, const Pulses& pulses, int track);
     TrackPulses (*one)(const Field& f, int t, Sums placed);
     TrackPulses (*two)(const Field& f, int t, Sums placed);
+    bool skipsKnown; // passes over a track when no other has changed since its last search
 };
 inline constexpr Steps kFast{correlateImpulses, sumsWithout, ownSearchTrackOnePulseSigns,
-                             ownSearchTrackTwoPulsesSigns};
+                             ownSearchTrackTwoPulsesSigns, true};
 inline constexpr Steps kPlain{correlateImpulsesPlain, sumsWithoutPlain, searchTrackOnePlain,
-                              searchTrackTwoPlain};
+                              searchTrackTwoPlain, false};
 
 /// The pulses found, numPulses of them, and their sums.
 Sums searchPulses(const Steps& steps, Field& f, const Qol32f* target, const Qol32f* imp,
