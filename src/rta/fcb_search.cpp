@@ -66,11 +66,12 @@ bool isSame(const TrackPulses& a, const TrackPulses& b) {
            a.sign[1] == b.sign[1];
 }
 
-/// Each track anew beside all others, until a round brings nothing; `newest` was filled last.
-void refine(const Steps& steps, Field& f, Pulses& pulses, const int* counts, int newest) {
+/// Each track anew beside all others, until a round brings nothing; `newest` was filled last,
+/// `best` are the sums.
+Sums refine(const Steps& steps, Field& f, Pulses& pulses, const int* counts, int newest,
+            Sums best) {
     bool known[kTracks] = {}; // what the search of the track would give
     known[newest] = steps.skipsKnown;
-    Sums best = steps.sumsWithout(f, pulses, -1);
     for (int round = 0; round < kMostRefinements; ++round) {
         Pulses trial;
         std::memcpy(trial, pulses, sizeof trial);
@@ -86,11 +87,12 @@ void refine(const Steps& steps, Field& f, Pulses& pulses, const int* counts, int
         }
         const Sums now = steps.sumsWithout(f, trial, -1);
         if (!isBetter(now, best)) {
-            return;
+            break;
         }
         best = now;
         std::memcpy(pulses, trial, sizeof trial);
     }
+    return best;
 }
 
 /// Index of a track: rank and sign of one pulse; the order of two ranks tells whether the signs are
@@ -138,10 +140,10 @@ Sums rta::searchPulses(const Steps& steps, Field& f, const Qol32f* target, const
     for (int start = 0; start < effort.starts; ++start) {
         Pulses pulses;
         fillTracks(steps, f, pulses, counts, start);
+        Sums sums = steps.sumsWithout(f, pulses, -1);
         if (effort.refine) {
-            refine(steps, f, pulses, counts, (start + kTracks - 1) % kTracks);
+            sums = refine(steps, f, pulses, counts, (start + kTracks - 1) % kTracks, sums);
         }
-        const Sums sums = steps.sumsWithout(f, pulses, -1);
         if (start == 0 || isBetter(sums, bestSums)) {
             bestSums = sums;
             std::memcpy(best, pulses, sizeof best);

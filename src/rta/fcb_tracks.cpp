@@ -77,11 +77,10 @@ f256 least(f256 v) {
 }
 
 /// Number of the best candidate over all lanes, the lowest on a tie; -1 when none was allowed.
-int winner(const Best& a, const Best& b) {
-    const f256 most = greatest(maxf(a.value, b.value)), beyond = splatf(1e9f);
-    const f256 first = selectf(_mm256_cmp_ps(a.value, most, _CMP_EQ_OQ), beyond, a.number);
-    const f256 second = selectf(_mm256_cmp_ps(b.value, most, _CMP_EQ_OQ), beyond, b.number);
-    const int number = static_cast<int>(_mm256_cvtss_f32(least(minf(first, second))));
+int winner(const Best& best) {
+    const f256 most = greatest(best.value), beyond = splatf(1e9f);
+    const f256 first = selectf(_mm256_cmp_ps(best.value, most, _CMP_EQ_OQ), beyond, best.number);
+    const int number = static_cast<int>(_mm256_cvtss_f32(least(first)));
     return _mm256_cvtss_f32(most) == kNone ? -1 : number;
 }
 
@@ -120,7 +119,7 @@ TrackPulses ownSearchTrackOnePulseSigns(const Field& f, int t, Sums placed) {
                   addf(number, splat(s)));
         }
     }
-    const int number = winner(best, best);
+    const int number = winner(best);
     return number < 0 ? nothing(1) : pulsesOf(number, 1);
 }
 
@@ -157,16 +156,16 @@ struct Group {
     f256 alike, unlike; // lanes allowed with like signs, with unlike ones
 };
 
-/// True when a lane of the group may be better than `most`: rounding is monotonic, so that
+/// Lanes of the group that may be better than `most`: rounding is monotonic, so that
 /// num^2 / den > most implies num^2 >= most den as rounded.
-bool mayBeBetter(const Group& g, f256 most) {
+f256 mayBeBetter(const Group& g, f256 most) {
     const auto passes = [&g, most](int s0, int s1) {
         return _mm256_cmp_ps(mulf(g.num[s0][s1], g.num[s0][s1]), mulf(most, g.den[s0][s1]),
                              _CMP_GE_OQ);
     };
     const f256 like = _mm256_and_ps(_mm256_or_ps(passes(0, 0), passes(1, 1)), g.alike);
     const f256 other = _mm256_and_ps(_mm256_or_ps(passes(0, 1), passes(1, 0)), g.unlike);
-    return _mm256_movemask_ps(_mm256_or_ps(like, other)) != 0;
+    return _mm256_or_ps(like, other);
 }
 
 void offerGroup(Best& best, const Group& g, f256 number) {
@@ -184,52 +183,82 @@ f256 lanesFrom(int n) {
     return loadf(reinterpret_cast<const Qol32f*>(kMasks + 8 - n));
 }
 
-/// Pairs of which the second rank is one of eight from k on. Only what may beat the best of all so
-/// far is divided out.
-void searchSeconds(const Field& f, int t, int k, const Shares& first, const Shares& shares,
-                   f256& most, Best& best) {
-    const f256 exists = below(ranks(k), f.n);
-    const f256 num = loadf(shares.num[0] + k), den0 = loadf(shares.den[0] + k),
-               den1 = loadf(shares.den[1] + k);
-    const Qol32f* pairs = f.matrix + kRow * t + placeOf(t, k);
-    const int end = k + 8 < f.n ? k + 8 : f.n;
-    for (int k0 = 0; k0 < end; ++k0) {
-        const f256 num0 = splatf(first.num[0][k0]), num1 = splatf(first.num[1][k0]);
-        const f256 e0 = splatf(first.den[0][k0]), e1 = splatf(first.den[1][k0]);
-        const f256 pair = loadf(pairs + kRow * kTracks * k0);
-        const int from = k0 < k ? 0 : k0 - k;
-        const Group g{{{addf(num0, num), subf(num0, num)}, {addf(num1, num), subf(num1, num)}},
-                      {{addf(addf(e0, den0), pair), subf(addf(e0, den1), pair)},
-                       {subf(addf(e1, den0), pair), addf(addf(e1, den1), pair)}},
-                      _mm256_and_ps(exists, lanesFrom(from)),
-                      _mm256_and_ps(exists, lanesFrom(k0 < k ? 0 : from + 1))};
-        if (k0 + k == 0 || mayBeBetter(g, most)) {
-            offerGroup(best, g, addf(mulf(ranks(k), splatf(4)), splat(numberOf(k0, 0, 0, 0))));
-            most = greatest(maxf(most, best.value));
-        }
-    }
+/// Shares of eight second ranks.
+struct Seconds {
+    f256 num, den[2], exist;
+};
+Seconds secondsFrom(const Shares& shares, int k, int n) {
+    return {loadf(shares.num[0] + k),
+            {loadf(shares.den[0] + k), loadf(shares.den[1] + k)},
+            below(ranks(k), n)};
 }
+
+/// Shares of one first rank, with what is placed.
+struct First {
+    f256 num[2], den[2];
+};
+
+Group groupOf(const First& a, const Seconds& b, f256 pair, f256 alike, f256 unlike) {
+    return {{{addf(a.num[0], b.num), subf(a.num[0], b.num)},
+             {addf(a.num[1], b.num), subf(a.num[1], b.num)}},
+            {{addf(addf(a.den[0], b.den[0]), pair), subf(addf(a.den[0], b.den[1]), pair)},
+             {subf(addf(a.den[1], b.den[0]), pair), addf(addf(a.den[1], b.den[1]), pair)}},
+            _mm256_and_ps(alike, b.exist),
+            _mm256_and_ps(unlike, b.exist)};
+}
+
+bool any(f256 lanes) { return _mm256_movemask_ps(lanes) != 0; }
 
 } // namespace
 
+// Only what may beat the best of all so far is divided out. The first pair counts without energy
+// too, when there is no other.
 TrackPulses ownSearchTrackTwoPulsesSigns(const Field& f, int t, Sums placed) {
     const Shares shares = sharesOf(f, t);
-    Shares first;
+    Shares firsts;
     for (int s = 0; s < 2; ++s) {
         for (int k = 0; k < kRanks; k += 8) {
-            storef(first.num[s] + k, addf(splatf(placed.num), loadf(shares.num[s] + k)));
-            storef(first.den[s] + k, addf(splatf(placed.den), loadf(shares.den[s] + k)));
+            storef(firsts.num[s] + k, addf(splatf(placed.num), loadf(shares.num[s] + k)));
+            storef(firsts.den[s] + k, addf(splatf(placed.den), loadf(shares.den[s] + k)));
         }
     }
-    // The first pair counts without energy too, when there is no other.
+    const auto first = [&firsts](int k) {
+        return First{{splatf(firsts.num[0][k]), splatf(firsts.num[1][k])},
+                     {splatf(firsts.den[0][k]), splatf(firsts.den[1][k])}};
+    };
+    const Seconds low = secondsFrom(shares, 0, f.n), high = secondsFrom(shares, 8, f.n);
+    const f256 all = lanesFrom(0), number = mulf(ranks(0), splatf(4));
     f256 most = splatf(kNone);
-    Best low{most, zerof()}, high = low;
-    if (f.n > 8) {
-        searchSeconds(f, t, 8, first, shares, most, high);
+    Best best{most, zerof()};
+    const auto offered = [&](const Group& g, int k0, int k) {
+        offerGroup(best, g, addf(number, splat(numberOf(k0, k, 0, 0))));
+        most = greatest(best.value);
+    };
+    const Qol32f* pairs = f.matrix + kRow * t + placeOf(t, 0);
+    int k0 = 0;
+    for (; k0 < 8 && k0 < f.n; ++k0, pairs += kRow * kTracks) {
+        const First a = first(k0);
+        const Group near = groupOf(a, low, loadf(pairs), lanesFrom(k0), lanesFrom(k0 + 1)),
+                    far = groupOf(a, high, loadf(pairs + 8), all, all);
+        const f256 nearer = mayBeBetter(near, most), farther = mayBeBetter(far, most);
+        if (k0 == 0 || any(_mm256_or_ps(nearer, farther))) {
+            if (k0 == 0 || any(nearer)) {
+                offered(near, k0, 0);
+            }
+            if (any(farther)) {
+                offered(far, k0, 8);
+            }
+        }
     }
-    searchSeconds(f, t, 0, first, shares, most, low);
-    const int number = winner(low, high);
-    return number < 0 ? nothing(2) : pulsesOf(number, 2);
+    for (; k0 < f.n; ++k0, pairs += kRow * kTracks) {
+        const Group near =
+            groupOf(first(k0), high, loadf(pairs + 8), lanesFrom(k0 - 8), lanesFrom(k0 - 7));
+        if (any(mayBeBetter(near, most))) {
+            offered(near, k0, 8);
+        }
+    }
+    const int found = winner(best);
+    return found < 0 ? nothing(2) : pulsesOf(found, 2);
 }
 
 } // namespace qolsc::rta
