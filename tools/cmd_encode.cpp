@@ -18,8 +18,9 @@ Run setUpEncode(CLI::App& app) {
     app.add_option("OUT", options->out, "Coded stream; - is standard output")->required();
     return [options] {
         const Codec& codec = codecNamed(options->codec);
-        const StreamForm& form = formNamed(codec, options->stream);
         CodecSettings settings = settingsOf(*options, codec);
+        const StreamForm& form =
+            settings.dtx ? formOfPauses(codec, options->stream) : formNamed(codec, options->stream);
         settings.law = Law::linear; // encoders take linear samples, expanded when they were read
         const Audio audio = readMono(options->in, codec.sampleRate, options->adaptation,
                                      rawFormatOf(*options, codec), codec.name);

@@ -181,4 +181,17 @@ const StreamForm& formNamed(const Codec& codec, const std::string& name) {
     fail(std::string(codec.name) + " has no coded form '" + name + "', only: " + forms);
 }
 
+const StreamForm& formOfPauses(const Codec& codec, const std::string& name) {
+    const auto isFit = [](const StreamForm* form) { return !form->fixedSize; };
+    if (name.empty()) {
+        return **std::find_if(codec.forms.begin(), codec.forms.end(), isFit);
+    }
+    const StreamForm& form = formNamed(codec, name);
+    if (form.fixedSize) {
+        fail("the form '" + name + "' has no place for pauses: with --dtx take --stream " +
+             formOfPauses(codec, "").name);
+    }
+    return form;
+}
+
 } // namespace qolsc::tools

@@ -36,5 +36,7 @@ std::size_t loseFrames(std::vector<Frame>& frames, double probability, std::uint
 const Codec& codecNamed(const std::string& name);
 /// The codec's form of that name, its first for "", or a failure that lists those it has.
 const StreamForm& formNamed(const Codec& codec, const std::string& name);
+/// The same for a stream with pauses, for which not every form has a place.
+const StreamForm& formOfPauses(const Codec& codec, const std::string& name);
 
 } // namespace qolsc::tools

@@ -53,6 +53,88 @@ TEST_P(G729Encoder, GivesTheBitStream) {
     }
 }
 
+// The encoders with Annex B, their decision on speech and pauses included.
+struct PausedSequence {
+    const char* codec;
+    const char* input;
+    const char* bits;
+};
+
+class G729EncoderWithPauses : public testing::TestWithParam<PausedSequence> {};
+
+std::vector<Frame> encodePaused(const Codec& codec, const std::vector<Qol16s>& pcm) {
+    CodecSettings settings;
+    settings.dtx = true;
+    const std::unique_ptr<void, void (*)(void*)> encoder(codec.openEncoder(codec, settings),
+                                                         codec.closeEncoder);
+    std::vector<Frame> frames(pcm.size() / 80);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        codec.encode(encoder.get(), pcm.data() + 80 * i, 80, frames[i]);
+    }
+    return frames;
+}
+
+TEST_P(G729EncoderWithPauses, GivesTheBitStream) {
+    const auto& [name, input, bits] = GetParam();
+    const Codec& codec = *findCodec(name);
+    const std::vector<Frame> frames =
+        encodePaused(codec, readWords(std::string("g729/sequences/") + input));
+    const std::vector<std::uint8_t> want = readBytes(std::string("g729/sequences/") + bits);
+    std::vector<std::uint8_t> got;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        const std::size_t at = got.size();
+        findForm(codec, "serial")->writeFrame(codec, frames[i], got);
+        ASSERT_LE(got.size(), want.size());
+        ASSERT_TRUE(std::equal(got.begin() + static_cast<std::ptrdiff_t>(at), got.end(),
+                               want.begin() + static_cast<std::ptrdiff_t>(at)))
+            << "frame " << i;
+    }
+    EXPECT_EQ(got.size(), want.size());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sequences, G729EncoderWithPauses,
+    testing::Values(PausedSequence{"g729", "annexb_tstseq1.bin", "annexb_tstseq1.bit"},
+                    PausedSequence{"g729a", "annexb_tstseq3.bin", "annexb_tstseq3a.bit"},
+                    PausedSequence{"g729-6.4", "annexi_dm19.8k", "annexi_dm19.b10"}),
+    [](const testing::TestParamInfo<PausedSequence>& info) {
+        return std::string(info.param.input, info.param.input + 6) + "_" +
+               std::to_string(info.index);
+    });
+
+// Speech between two seconds of faint noise on either side: it is sent whole, the noise costs SID
+// frames only, at least three frames apart.
+TEST(G729Pauses, CostNextToNothing) {
+    Random random;
+    std::vector<Qol16s> pcm = noise16(random, 16000, 20);
+    const std::vector<Qol16s> speech = readWords("g729/sequences/annexd_testfile.raw");
+    pcm.insert(pcm.begin() + 8000, speech.begin() + 8000, speech.begin() + 16000);
+    const Codec& codec = *findCodec("g729a");
+    const std::vector<Frame> frames = encodePaused(codec, pcm);
+    int sent = 0, noise = 0, sids = 0, sinceSid = 3;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        const Frame& frame = frames[i];
+        const bool talking = i >= 100 && i < 200;
+        if (frame.kind == FrameKind::speech) {
+            sent += talking;
+            EXPECT_EQ(frame.bits, 80);
+            sinceSid = 3; // the first frame of a pause brings one whatever was before
+            continue;
+        }
+        noise += !talking;
+        EXPECT_EQ(frame.bits, frame.kind == FrameKind::sid ? 16 : 0);
+        if (frame.kind == FrameKind::sid) {
+            EXPECT_GE(sinceSid, 3) << "frame " << i;
+            sids += !talking;
+            sinceSid = 0;
+        }
+        ++sinceSid;
+    }
+    EXPECT_GE(sent, 80) << "of 100 frames of speech";
+    EXPECT_GE(noise, 170) << "of 200 frames of noise";
+    EXPECT_LE(sids, noise / 3);
+}
+
 std::string nameOf(const testing::TestParamInfo<Sequence>& info) { return info.param.name; }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -134,6 +134,10 @@ TEST_F(Program, wrongChoicesAreExplained) {
     expectError("qolsc encode --codec g726-23 in.wav out", {"no codec 'g726-23'", "g726-24"});
     expectError("qolsc encode --codec g726-32 --stream file in.wav out", {"'file'", "packed"});
     expectError("qolsc encode --codec g726-32 --dtx in.wav out", {"--dtx"});
+    expectError("qolsc encode --codec g729a --dtx --stream packed in.wav out",
+                {"packed", "--stream serial"});
+    expectSilentSuccess("qolsc encode --codec g729a --dtx in.wav out && "
+                        "qolsc decode --codec g729a --stream serial out out.wav");
     expectError("qolsc encode --codec g726-32 --law alaw in.wav out", {"--raw 8000"});
     expectError("qolsc roundtrip --codec g726-32 --loss much in.wav out", {"--loss"});
     expectError("qolsc roundtrip --codec g726-32 --loss 101% in.wav out", {"--loss"});

@@ -61,6 +61,7 @@ struct StreamForm {
     /// Count of octets that the frame takes; 0 at the end of the stream; -1 when it is malformed or
     /// truncated.
     std::ptrdiff_t (*readFrame)(const Codec& codec, std::span<const std::uint8_t> in, Frame& frame);
+    bool fixedSize = false; ///< frames are told apart by their size only: no pauses
 };
 
 /// One codec at one rate.

@@ -192,7 +192,7 @@ const StreamForm* findForm(const Codec& codec, const std::string& name) {
     return nullptr;
 }
 
-constexpr StreamForm kPacked{"packed", nullptr, writePacked, nullptr, readPacked};
+constexpr StreamForm kPacked{"packed", nullptr, writePacked, nullptr, readPacked, true};
 constexpr StreamForm kPackedLowFirst{"packed", nullptr, writePackedLowFirst, nullptr,
                                      readPackedLowFirst};
 constexpr StreamForm kSerial{"serial", nullptr, writeSerialForm, nullptr, readSerialForm};

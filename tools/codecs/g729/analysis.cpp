@@ -18,19 +18,22 @@ constexpr Qol16s kInitialLsf_Q13[kOrder] = {2339,  4679,  7018,  9358,  11698,
                                             14037, 16377, 18717, 21056, 23396};
 
 constexpr int kTamingFrom = 40, kZone = 40;
-constexpr Qol32s kTamingThreshold = 983040000;                          // 60000, Q14
-constexpr Qol16s kTamedGain_Q14 = 15564;                                // 0.95
-constexpr Qol16s kMinSharpening_Q14 = 3277, kMaxSharpening_Q14 = 13017; // 0.2, 0.7945
+constexpr Qol32s kTamingThreshold = 983040000; // 60000, Q14
+constexpr Qol16s kTamedGain_Q14 = 15564;       // 0.95
+constexpr Qol16s kMaxSharpening_Q14 = 13017;   // 0.7945
 
 /// Autocorrelation, recursion and LSP; an unstable filter gives way to the last stable one.
 void analyseLp(Analysis& a, Grid grid, LpFrame& lp) {
-    Qol16s exponent = 0, rc[2] = {}, residualEnergy = 0;
-    Qol32s r[13];
-    qolsAutoCorr_G729B(a.speech.data(), &exponent, r);
-    for (Qol32s& x : r) {
+    Qol16s rc[2] = {}, residualEnergy = 0;
+    Qol32s* r = lp.autoCorr.data();
+    qolsAutoCorr_G729B(a.speech.data(), &lp.exponent, r);
+    for (std::size_t i = 0; i < lp.acf.size(); ++i) {
+        lp.acf[i] = extract_h(r[i]);
+    }
+    for (Qol32s& x : lp.autoCorr) {
         x &= ~1; // double-precision format
     }
-    qolsLagWindow_G729_32s_I(r + 1, kOrder);
+    qolsLagWindow_G729_32s_I(r + 1, kAutoCorrLags - 1);
     if (qolsLevinsonDurbin_G729B(r, lp.lpc[1].data(), rc, &residualEnergy) == qolStsNoErr) {
         a.stable = lp.lpc[1];
         a.stableRc = {rc[0], rc[1]};
@@ -48,13 +51,22 @@ Qol16s clip(int x) { return static_cast<Qol16s>(std::clamp(x, -32768, 32767)); }
 
 /// Response of the weighted synthesis filter to the four pulses, in the order of the tracks.
 Subframe filterPulses(const Subframe& response, int positions, int signs) {
+    // Zeros in front: every pulse adds a whole subframe, a loop of a known length.
+    std::array<Qol16s, 2 * kSubframe> padded{};
+    std::copy(response.begin(), response.end(), padded.begin() + kSubframe);
     Subframe y{};
     for (int p = 0; p < 4; ++p) {
         const int k = positions >> (3 * p) & (p < 3 ? 7 : 15);
         const int at = p < 3 ? 5 * k + p : 5 * (k >> 1) + 3 + (k & 1);
-        const int sign = signs >> p & 1 ? 1 : -1;
-        for (int i = at; i < kSubframe; ++i) {
-            y[i] = clip(y[i] + sign * response[i - at]);
+        const Qol16s* delayed = padded.data() + kSubframe - at;
+        if ((signs >> p & 1) != 0) {
+            for (int i = 0; i < kSubframe; ++i) {
+                y[i] = clip(y[i] + delayed[i]);
+            }
+        } else {
+            for (int i = 0; i < kSubframe; ++i) {
+                y[i] = clip(y[i] - delayed[i]);
+            }
         }
     }
     return y;
@@ -126,15 +138,20 @@ void analyseSpectrum(Analysis& a, const std::int16_t* pcm, Grid grid, LpFrame& l
     std::copy_n(pcm, kFrameSamples, input);
     qolsHighPassFilter_G729_16s_ISfs(input, kFrameSamples, 12, a.highPass.data());
     analyseLp(a, grid, lp);
-    lp.middle = middleLsp(a.oldLsp, lp.lsp);
-    qolsLSPToLPC_G729_16s(lp.middle.data(), lp.lpc[0].data());
+    if (grid == Grid::main) {
+        lp.middle = middleLsp(a.oldLsp, lp.lsp);
+        qolsLSPToLPC_G729_16s(lp.middle.data(), lp.lpc[0].data());
+    }
     a.oldLsp = lp.lsp;
 }
 
-void analyseFrame(Analysis& a, const std::int16_t* pcm, Grid grid, LpFrame& lp, Qol16s* lspCodes) {
-    analyseSpectrum(a, pcm, grid, lp);
+void quantiseSpectrum(Analysis& a, LpFrame& lp, Qol16s* lspCodes) {
     Lsp quant;
     qolsLSPQuant_G729_16s(lp.lsp.data(), a.lsfHistory.data(), quant.data(), lspCodes);
+    interpolateQuantised(a, quant, lp);
+}
+
+void interpolateQuantised(Analysis& a, const Lsp& quant, LpFrame& lp) {
     qolsLSPToLPC_G729_16s(middleLsp(a.oldQuantLsp, quant).data(), lp.quant[0].data());
     qolsLSPToLPC_G729_16s(quant.data(), lp.quant[1].data());
     a.oldQuantLsp = quant;
@@ -203,12 +220,9 @@ void codeSubframe(SubframeState& s, PitchPart& p, int subframe, Search search,
         search == Search::twoPulses ? qolsGainQuant_G729D_16s : qolsGainQuant_G729_16s;
     quantise(p.target.data(), p.filtered.data(), code.data(), filteredCode.data(),
              s.energyHistory.data(), quant, codes.gain, tame ? 1 : 0);
-    s.sharpening = std::clamp(quant[0], kMinSharpening_Q14, kMaxSharpening_Q14);
-    for (int i = 0; i < kSubframe; ++i) {
-        // Q14 and Q13 Q1, rounded; the saturations of the standard's steps come down to the last
-        // one.
-        exc[i] = clip((exc[i] * quant[0] + code[i] * quant[1] + 0x2000) >> 14);
-    }
+    s.sharpening = std::clamp(quant[0], kLeastSharpening, kMaxSharpening_Q14);
+    // Q14 and Q13 Q1, rounded; the saturations of the standard's steps come down to the last one.
+    qolsInterpolateC_NR_G729_16s_Sfs(exc, quant[0], code.data(), quant[1], exc, kSubframe, 14);
     updateTaming(s.taming, quant[0], p.lag.integer);
     for (int i = hasManyPulses(search) ? 0 : kMemory - kOrder; i < kMemory; ++i) {
         const int n = kSubframe - kMemory + i;

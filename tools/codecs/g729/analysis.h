@@ -13,6 +13,7 @@ namespace qolsc::tools::g729 {
 inline constexpr int kWindow = 240;  ///< samples of the LP analysis
 inline constexpr int kCurrent = 120; ///< place of the current frame among them
 inline constexpr int kPastWeighted = 143;
+inline constexpr int kAutoCorrLags = 13;
 
 using Lpc = std::array<Qol16s, kCoeffs>; ///< Q12
 using Lsp = std::array<Qol16s, kOrder>;  ///< Q15
@@ -33,10 +34,13 @@ struct Analysis {
 
 /// LP parameters of a frame.
 struct LpFrame {
-    Lpc lpc[2];      ///< unquantised, by subframe
+    Lpc lpc[2];      ///< unquantised, by subframe; the first on the main body's grid only
     Lpc quant[2];    ///< quantised, by subframe
-    Lsp lsp, middle; ///< unquantised: of the frame, and of its first subframe
+    Lsp lsp, middle; ///< unquantised: of the frame, and (main body) of its first subframe
     std::array<Qol16s, 2> rc;
+    std::array<Qol32s, kAutoCorrLags> autoCorr; ///< normalised, behind the lag window
+    std::array<Qol16s, kCoeffs> acf;            ///< its upper words, before the lag window
+    Qol16s exponent;                            ///< of both
 };
 
 /// Grid of the LSP search.
@@ -48,8 +52,10 @@ void initAnalysis(Analysis& a);
 void analyseSpectrum(Analysis& a, const std::int16_t* pcm, Grid grid, LpFrame& lp);
 /// LSP half way between two frames.
 Lsp middleLsp(const Lsp& old, const Lsp& next);
-/// The same with quantisation.
-void analyseFrame(Analysis& a, const std::int16_t* pcm, Grid grid, LpFrame& lp, Qol16s* lspCodes);
+/// Quantises the frame's LSP.
+void quantiseSpectrum(Analysis& a, LpFrame& lp, Qol16s* lspCodes);
+/// Quantised filters of both subframes from the frame's quantised LSP, which become the old ones.
+void interpolateQuantised(Analysis& a, const Lsp& quant, LpFrame& lp);
 /// Moves the window on by a frame.
 void advance(Analysis& a);
 
@@ -63,12 +69,14 @@ void updateTaming(Taming& t, Qol16s gain, int lag);
 
 inline constexpr int kMemory = 30; ///< of filters up to Annex E's order
 
+inline constexpr Qol16s kLeastSharpening = 3277; ///< 0.2, Q14
+
 /// State of the subframe loop.
 struct SubframeState {
     std::array<Qol16s, kPastExcitation + kFrameSamples> excitation{};
     std::array<Qol16s, kMemory> weightedMemory{}; ///< of the filter that makes the target
     std::array<Qol16s, 4> energyHistory{-14336, -14336, -14336, -14336};
-    Qol16s sharpening = 3277; ///< last pitch gain within its limits, Q14
+    Qol16s sharpening = kLeastSharpening; ///< last pitch gain within its limits, Q14
     Qol16s searchTimes = 0;
     Taming taming;
 };

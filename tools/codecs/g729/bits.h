@@ -11,7 +11,8 @@ namespace qolsc::tools::g729 {
 inline constexpr int kFrameSamples = 80;
 inline constexpr int kSubframe = 40;
 inline constexpr int kFrameBits = 80;
-inline constexpr int kBits6400 = 64, kBits11800 = 118;  ///< Annexes D and E
+inline constexpr int kBits6400 = 64, kBits11800 = 118; ///< Annexes D and E
+inline constexpr int kBitsSid = 15;
 inline constexpr int kOrder = 10, kCoeffs = kOrder + 1; ///< of the LP filter
 inline constexpr int kPastExcitation = 154;
 

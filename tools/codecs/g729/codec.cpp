@@ -28,7 +28,8 @@ constexpr Codec record(const char* name, const char* title, int bits) {
                  .openDecoder = g729::openDecoder,
                  .closeDecoder = g729::closeDecoder,
                  .decode = g729::decode,
-                 .delay = 40};
+                 .delay = 40,
+                 .hasDtx = true};
 }
 
 constexpr Codec recordE() {
@@ -36,6 +37,7 @@ constexpr Codec recordE() {
     codec.openEncoder = g729e::openEncoder;
     codec.closeEncoder = g729e::closeEncoder;
     codec.encode = g729e::encode;
+    codec.hasDtx = false;
     return codec;
 }
 

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Encoder of the G.729 main body at 8 kbit/s and of Annex D, assembled from the library's exports.
+// Encoder of the G.729 main body at 8 kbit/s, with the pauses of Annex B, and of Annex D, assembled
+// from the library's exports.
 #include "codecs/g729/encoder.h"
 
 #include "codecs/g729/analysis.h"
+#include "codecs/g729/dtx.h"
 #include "codecs/g729/weighting.h"
 #include "numeric/basop.h"
 #include "qolsc.h"
@@ -23,6 +25,8 @@ struct Encoder {
     std::array<Qol16s, kPastWeighted + kFrameSamples> weighted{};
     std::array<Qol16s, kOrder> synthesisMemory{};
     std::array<Qol16s, kOrder> errorMemory{}; ///< speech less its synthesis
+    bool hasPauses = false;
+    Dtx dtx;
 };
 
 /// Weighting filter of a subframe.
@@ -121,11 +125,48 @@ int encodeSubframe(Encoder& e, const Lpc& quant, const Weighting& w, int subfram
     return p.lag.integer;
 }
 
+void encodeSpeech(Encoder& e, LpFrame& lp, const Weighting* w, Frame& frame) {
+    FrameCodes codes{};
+    quantiseSpectrum(e.analysis, lp, codes.lsp);
+    Qol16s openLag = 0;
+    qolsOpenLoopPitchSearch_G729_16s(e.weighted.data() + kPastWeighted, &openLag);
+    int lag = openLag;
+    for (int k = 0; k < 2; ++k) {
+        lag = encodeSubframe(e, lp.quant[k], w[k], k, lag, codes);
+    }
+    (e.lowRate ? packFrame6400 : packFrame)(codes, frame);
+}
+
+/// A frame of noise; the filters go on as if it had been coded.
+void encodePause(Encoder& e, LpFrame& lp, const Weighting* w, Frame& frame) {
+    encodeNoise(e.dtx, e.analysis, e.sub, Grid::main, lp, frame);
+    for (int k = 0; k < 2; ++k) {
+        Subframe speech, weighted;
+        std::array<Qol16s, kOrder + kSubframe> error;
+        std::copy(e.errorMemory.begin(), e.errorMemory.end(), error.begin());
+        const int at = k * kSubframe;
+        const Qol16s* exc = e.sub.excitation.data() + kPastExcitation + at;
+        qolsSynthesisFilter_NR_16s_Sfs(lp.quant[k].data(), exc, speech.data(), kSubframe, 12,
+                                       e.synthesisMemory.data());
+        for (int i = 0; i < kSubframe; ++i) {
+            error[kOrder + i] = sub(e.analysis.speech[kCurrent + at + i], speech[i]);
+        }
+        Qol16s* memory = e.sub.weightedMemory.data() + kMemory - kOrder;
+        qolsResidualFilter_G729_16s(error.data() + kOrder, w[k].zeros.data(), weighted.data());
+        qolsSynthesisFilter_NR_16s_Sfs(w[k].poles.data(), weighted.data(), weighted.data(),
+                                       kSubframe, 12, memory);
+        std::copy(weighted.end() - kOrder, weighted.end(), memory);
+        std::copy(speech.end() - kOrder, speech.end(), e.synthesisMemory.begin());
+        std::copy(error.end() - kOrder, error.end(), e.errorMemory.begin());
+    }
+}
+
 } // namespace
 
-void* openEncoder(const Codec& codec, const CodecSettings&) {
+void* openEncoder(const Codec& codec, const CodecSettings& settings) {
     auto* e = new Encoder;
     e->lowRate = codec.frameBits == kBits6400;
+    e->hasPauses = settings.dtx;
     initAnalysis(e->analysis);
     return e;
 }
@@ -134,20 +175,16 @@ void closeEncoder(void* encoder) { delete static_cast<Encoder*>(encoder); }
 
 void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
     Encoder& e = *static_cast<Encoder*>(encoder);
-    FrameCodes codes{};
     LpFrame lp;
     Weighting w[2];
-    analyseFrame(e.analysis, pcm, Grid::main, lp, codes.lsp);
+    analyseSpectrum(e.analysis, pcm, Grid::main, lp);
     weightingFilters(e.adaptation, lp, w);
     weightSpeech(e, w);
-    Qol16s openLag = 0;
-    qolsOpenLoopPitchSearch_G729_16s(e.weighted.data() + kPastWeighted, &openLag);
-
-    int lag = openLag;
-    for (int k = 0; k < 2; ++k) {
-        lag = encodeSubframe(e, lp.quant[k], w[k], k, lag, codes);
+    if (e.hasPauses && !takeFrame(e.dtx, e.analysis, lp)) {
+        encodePause(e, lp, w, frame);
+    } else {
+        encodeSpeech(e, lp, w, frame);
     }
-    (e.lowRate ? packFrame6400 : packFrame)(codes, frame);
     advance(e.analysis);
     advance(e.sub);
     std::copy(e.weighted.begin() + kFrameSamples, e.weighted.end(), e.weighted.begin());

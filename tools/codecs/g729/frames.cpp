@@ -8,8 +8,6 @@ namespace qolsc::tools::g729 {
 
 namespace {
 
-constexpr int kBitsSid = 15;
-
 Qol16s take(const Frame& frame, int& position, int bits) {
     return static_cast<Qol16s>(takeBits(frame, position, bits));
 }

@@ -172,20 +172,49 @@ Qol16s sidLevel(int index) {
     return kLevels[index];
 }
 
-int sidIndexOfSpeech(SidEnergy energy) {
-    // Energy of a sample of the frame: times 410, 1/80 in Q15.
-    const Qol32s x = Mpy_32_16(L_Extract(L_shl(energy.word, energy.exponent)), 410);
-    Qol16s exponent, fraction;
-    ownLog2(x, &exponent, &fraction);
-    const Qol16s v = add(shl(exponent, 10), mult_r(fraction, 1024)); // Q10
+namespace {
+
+/// Gain of an energy of x times 2^-exponent a sample.
+SidGain sidGainOf(Qol32s x, int exponent) {
+    Qol16s integer, fraction;
+    ownLog2(x, &integer, &fraction);
+    const Qol16s v =
+        add(shl(static_cast<Qol16s>(integer - exponent), 10), mult_r(fraction, 1024)); // Q10
     if (v <= -2721) {
-        return 0;
+        return {0, -12};
     }
     if (v > 22111) {
-        return 31;
+        return {31, 66};
     }
-    return v <= 4762 ? std::max<int>(1, mult(add(v, 3401), 24))
-                     : std::max<int>(6, (mult(sub(v, 340), 193) >> 2) - 1);
+    if (v <= 4762) {
+        const int index = std::max<int>(1, mult(add(v, 3401), 24));
+        return {index, 4 * index - 8};
+    }
+    const int index = std::max<int>(6, (mult(sub(v, 340), 193) >> 2) - 1);
+    return {index, 2 * index + 4};
+}
+
+} // namespace
+
+int sidIndexOfSpeech(SidEnergy energy) {
+    // Energy of a sample of the frame: times 410, 1/80 in Q15.
+    return sidGainOf(Mpy_32_16(L_Extract(L_shl(energy.word, energy.exponent)), 410), 0).index;
+}
+
+SidGain quantiseSidGain(const SidEnergy* energies, int count) {
+    // One over 1280 and 2560 in Q15: the samples of a frame, and the scale of the filters.
+    constexpr int kMargin[2] = {16, 15};
+    constexpr Qol16s kFactor[2] = {26, 13};
+    int exponent = energies[0].exponent;
+    for (int i = 1; i < count; ++i) {
+        exponent = std::min(exponent, energies[i].exponent);
+    }
+    exponent += kMargin[count - 1];
+    Qol32s sum = 0;
+    for (int i = 0; i < count; ++i) {
+        sum = L_add(sum, L_shl(energies[i].word, exponent - energies[i].exponent));
+    }
+    return sidGainOf(Mpy_32_16(L_Extract(sum), kFactor[count - 1]), exponent);
 }
 
 Qol16s smoothLevel(Qol16s level, Qol16s target) {

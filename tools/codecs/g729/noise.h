@@ -43,6 +43,14 @@ struct SidEnergy {
 /// Gain index for the energy of a frame of speech, in place of a first SID frame that was lost.
 int sidIndexOfSpeech(SidEnergy energy);
 
+/// Quantised level of a SID frame.
+struct SidGain {
+    int index;
+    int energy; ///< dB
+};
+/// Gain for the residual energies, word times 2^-exponent, of one or two frames of noise.
+SidGain quantiseSidGain(const SidEnergy* energies, int count);
+
 /// Follows the SID level, by 1/8 a frame.
 Qol16s smoothLevel(Qol16s level, Qol16s target);
 

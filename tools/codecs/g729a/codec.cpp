@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Codec record of G.729 Annex A. Its decoder takes frames of Annex B too.
+// Codec record of G.729 Annex A, with Annex B.
 #include "codecs/g729/bits.h"
 #include "codecs/g729/forms.h"
 #include "codecs/g729a/decoder.h"
@@ -26,6 +26,7 @@ const Codec kG729A{.name = "g729a",
                    .openDecoder = g729a::openDecoder,
                    .closeDecoder = g729a::closeDecoder,
                    .decode = g729a::decode,
-                   .delay = 40};
+                   .delay = 40,
+                   .hasDtx = true};
 
 } // namespace qolsc::tools

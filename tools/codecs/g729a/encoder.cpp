@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Encoder of G.729 Annex A, assembled from the library's exports.
+// Encoder of G.729 Annex A, with the pauses of Annex B, assembled from the library's exports.
 #include "codecs/g729a/encoder.h"
 
 #include "codecs/g729/analysis.h"
+#include "codecs/g729/dtx.h"
 #include "numeric/basop.h"
 #include "qolsc.h"
 
@@ -21,6 +22,8 @@ struct Encoder {
     Analysis analysis;
     SubframeState sub;
     std::array<Qol16s, kPastWeighted + kFrameSamples> weighted{};
+    bool hasPauses = false;
+    Dtx dtx;
 };
 
 /// Filter of the open-loop search: 1/(A(z/0.75) (1 - 0.7 z^-1)), the product cut to order 10.
@@ -33,15 +36,15 @@ Lpc lowPassWeighting(const Lpc& weighting) {
     return a;
 }
 
-/// LP residual into the excitation and weighted speech of both subframes.
-void weightSpeech(Encoder& e, const LpFrame& lp, const Lpc* weighting) {
+/// LP residual and weighted speech of both subframes; weighting gets the filters 1/A(z/0.75).
+void weightSpeech(Encoder& e, const LpFrame& lp, Lpc* weighting, Qol16s* residual) {
     for (int k = 0; k < 2; ++k) {
         const int at = k * kSubframe;
-        Qol16s* residual = e.sub.excitation.data() + kPastExcitation + at;
         Qol16s* out = e.weighted.data() + kPastWeighted + at;
+        qolsMulPowerC_NR_16s_Sfs(lp.quant[k].data(), kGamma_Q15, weighting[k].data(), kCoeffs, 15);
         qolsResidualFilter_G729_16s(e.analysis.speech.data() + kCurrent + at, lp.quant[k].data(),
-                                    residual);
-        qolsSynthesisFilter_NR_16s_Sfs(lowPassWeighting(weighting[k]).data(), residual, out,
+                                    residual + at);
+        qolsSynthesisFilter_NR_16s_Sfs(lowPassWeighting(weighting[k]).data(), residual + at, out,
                                        kSubframe, 12, out - kOrder);
     }
 }
@@ -61,26 +64,11 @@ void searchPitch(Encoder& e, const Lpc& weighting, int subframe, int openLag, Pi
                                        p.filtered.data(), &p.gain);
 }
 
-} // namespace
-
-void* openEncoder(const Codec&, const CodecSettings&) {
-    auto* e = new Encoder;
-    initAnalysis(e->analysis);
-    return e;
-}
-
-void closeEncoder(void* encoder) { delete static_cast<Encoder*>(encoder); }
-
-void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
-    Encoder& e = *static_cast<Encoder*>(encoder);
+void encodeSpeech(Encoder& e, LpFrame& lp, Frame& frame) {
     FrameCodes codes{};
-    LpFrame lp;
-    analyseFrame(e.analysis, pcm, Grid::annexA, lp, codes.lsp);
+    quantiseSpectrum(e.analysis, lp, codes.lsp);
     Lpc weighting[2];
-    for (int k = 0; k < 2; ++k) {
-        qolsMulPowerC_NR_16s_Sfs(lp.quant[k].data(), kGamma_Q15, weighting[k].data(), kCoeffs, 15);
-    }
-    weightSpeech(e, lp, weighting);
+    weightSpeech(e, lp, weighting, e.sub.excitation.data() + kPastExcitation);
     Qol16s openLag = 0;
     qolsOpenLoopPitchSearch_G729A_16s(e.weighted.data() + kPastWeighted, &openLag);
 
@@ -93,6 +81,47 @@ void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
         codeSubframe(e.sub, p, k, Search::depthFirst, codes.sub[k]);
     }
     packFrame(codes, frame);
+}
+
+/// A frame of noise; the filters go on as if it had been coded.
+void encodePause(Encoder& e, LpFrame& lp, Frame& frame) {
+    encodeNoise(e.dtx, e.analysis, e.sub, Grid::annexA, lp, frame);
+    Lpc weighting[2];
+    std::array<Qol16s, kFrameSamples> residual;
+    weightSpeech(e, lp, weighting, residual.data());
+    for (int k = 0; k < 2; ++k) {
+        const int at = k * kSubframe;
+        Subframe error;
+        for (int i = 0; i < kSubframe; ++i) {
+            error[i] = basop::sub(residual[at + i], e.sub.excitation[kPastExcitation + at + i]);
+        }
+        Qol16s* memory = e.sub.weightedMemory.data() + kMemory - kOrder;
+        qolsSynthesisFilter_NR_16s_Sfs(weighting[k].data(), error.data(), error.data(), kSubframe,
+                                       12, memory);
+        std::copy(error.end() - kOrder, error.end(), memory);
+    }
+}
+
+} // namespace
+
+void* openEncoder(const Codec&, const CodecSettings& settings) {
+    auto* e = new Encoder;
+    e->hasPauses = settings.dtx;
+    initAnalysis(e->analysis);
+    return e;
+}
+
+void closeEncoder(void* encoder) { delete static_cast<Encoder*>(encoder); }
+
+void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
+    Encoder& e = *static_cast<Encoder*>(encoder);
+    LpFrame lp;
+    analyseSpectrum(e.analysis, pcm, Grid::annexA, lp);
+    if (e.hasPauses && !takeFrame(e.dtx, e.analysis, lp)) {
+        encodePause(e, lp, frame);
+    } else {
+        encodeSpeech(e, lp, frame);
+    }
     advance(e.analysis);
     advance(e.sub);
     std::copy(e.weighted.begin() + kFrameSamples, e.weighted.end(), e.weighted.begin());
