@@ -91,6 +91,31 @@ TEST(AmrCodec, BothPitchSearchesAgree) {
     }
 }
 
+// The sums of the codec's glue against the standard's operators one by one.
+TEST(AmrCodec, SumsSaturateWhereTheStandardsDo) {
+    using namespace tools::amr;
+    Random r;
+    for (int n = 0; n < 3000; ++n) {
+        const int level = (1 << uniform(r, 3, 15)) - 1, other = (1 << uniform(r, 3, 15)) - 1;
+        const auto x = n % 9 == 0 ? extremes16(r, kSubframe) : noise16(r, kSubframe, level);
+        const auto h = n % 7 == 0 ? extremes16(r, kSubframe) : noise16(r, kSubframe, other);
+        Qol32s sum = 1;
+        for (std::size_t i = 0; i < kSubframe; ++i) {
+            sum = basop::L_mac(sum, x[i], h[i]);
+        }
+        ASSERT_EQ(macSum(1, x.data(), h.data(), kSubframe), sum);
+        std::array<Qol16s, kSubframe> y;
+        filtered(x.data(), h.data(), y.data());
+        for (std::size_t i = 0; i < kSubframe; ++i) {
+            sum = 0;
+            for (std::size_t k = 0; k <= i; ++k) {
+                sum = basop::L_mac(sum, x[k], h[i - k]);
+            }
+            ASSERT_EQ(y[i], basop::extract_h(basop::L_shl(sum, 3))) << i;
+        }
+    }
+}
+
 TEST(AmrCodec, RateMayChangeEveryFrame) {
     constexpr int kRates[14] = {7, 6, 5, 4, 3, 2, 1, 0, 1, 2, 3, 4, 5, 6};
     const Codec& codec = *tools::findCodec("amr-12.2");

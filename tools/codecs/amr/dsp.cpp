@@ -6,12 +6,22 @@
 #include "qolsc/g729.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace qolsc::tools::amr {
 
 using namespace basop;
 
 Qol32s macSum(Qol32s start, const Qol16s* x, const Qol16s* y, int len) {
+    Qol64s sum = start, magnitudes = std::abs(Qol64s{start});
+    for (int i = 0; i < len; ++i) {
+        const Qol64s product = 2 * Qol64s{x[i]} * y[i];
+        sum += product;
+        magnitudes += std::abs(product);
+    }
+    if (magnitudes <= MAX_32) { // nothing on the way saturates
+        return static_cast<Qol32s>(sum);
+    }
     for (int i = 0; i < len; ++i) {
         start = L_mac(start, x[i], y[i]);
     }

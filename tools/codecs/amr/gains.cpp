@@ -3,6 +3,7 @@
 #include "codecs/amr/encoder.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace qolsc::tools::amr {
 
@@ -70,18 +71,38 @@ void alignExponents(const Terms& t, int x, int* exponent) {
     exponent[4] = t.exponent[4] + 1 + x;
 }
 
-void alignTerms(const Terms& t, const int* exponent, int most, Dpf* c) {
+/// The terms at one exponent.
+struct AlignedTerms {
+    Dpf c[5];
+    Qol64s whole[5]; ///< both parts in one
+    bool isSmall;    ///< no sum of theirs saturates
+};
+
+AlignedTerms alignTerms(const Terms& t, const int* exponent, int most) {
+    AlignedTerms a{};
+    Qol64s sum = 0;
     for (int i = 0; i < 5; ++i) {
-        c[i] = L_Extract(L_shr(L_deposit_h(t.mantissa[i]), most - exponent[i]));
+        a.c[i] = L_Extract(L_shr(L_deposit_h(t.mantissa[i]), most - exponent[i]));
+        a.whole[i] = Qol64s{a.c[i].hi} * 32768 + a.c[i].lo;
+        sum += std::abs(a.whole[i]) + 1;
     }
+    a.isSmall = sum < 1 << 30;
+    return a;
 }
 
-Qol32s distance(const Dpf* c, Qol16s p, Qol16s g) {
-    Qol32s d = Mpy_32_16(c[0], mult(p, p));
-    d = L_add(d, Mpy_32_16(c[1], p));
-    d = L_add(d, Mpy_32_16(c[2], mult(g, g)));
-    d = L_add(d, Mpy_32_16(c[3], g));
-    return L_add(d, Mpy_32_16(c[4], mult(g, p)));
+Qol32s distance(const AlignedTerms& a, Qol16s p, Qol16s g) {
+    const Qol16s factors[5] = {mult(p, p), p, mult(g, g), g, mult(g, p)};
+    Qol32s d = 0;
+    if (a.isSmall) {
+        for (int i = 0; i < 5; ++i) {
+            d += static_cast<Qol32s>((a.whole[i] * factors[i]) >> 15);
+        }
+        return 2 * d;
+    }
+    for (int i = 0; i < 5; ++i) {
+        d = L_add(d, Mpy_32_16(a.c[i], factors[i]));
+    }
+    return d;
 }
 
 struct Scaled16 {
@@ -236,8 +257,7 @@ int quantiseJoint(GainPredictor& p, int mode, Subframe& s) {
     const Terms t = filteredEnergies(s, mode);
     int exponent[5];
     alignExponents(t, g.exponent - 11, exponent);
-    Dpf c[5];
-    alignTerms(t, exponent, *std::max_element(exponent, exponent + 5) + 1, c);
+    const AlignedTerms c = alignTerms(t, exponent, *std::max_element(exponent, exponent + 5) + 1);
     const bool low = mode == k515 || mode == k59;
     const Qol16s(*rows)[4] = low ? kGainsLow : kGainsHigh;
     const Qol16s G = predictedMantissa(g);
@@ -263,8 +283,9 @@ PitchAndCode quantise795(GainPredictor& p, GainAdaptation& a, Subframe& s) {
     const Terms t = filteredEnergies(s, k795);
     int exponent[5];
     alignExponents(t, g.exponent - 10, exponent);
-    Dpf c[5];
-    alignTerms(t, exponent, *std::max_element(exponent, exponent + 5) + 1, c);
+    const AlignedTerms aligned =
+        alignTerms(t, exponent, *std::max_element(exponent, exponent + 5) + 1);
+    const Dpf* c = aligned.c;
     const Qol16s G = predictedMantissa(g);
     const int nearest = nearestPitch(s.pitchGain, s.limit);
     const int first = nearest == 0 ? 0
@@ -347,9 +368,8 @@ int quantise475(GainPredictor& p, const FirstOfPair& f, Subframe& first, Subfram
         exponent[i] += weight;
     }
     const int most = *std::max_element(exponent, exponent + 10) + 1;
-    Dpf c0[5], c1[5];
-    alignTerms(f.terms, exponent, most, c0);
-    alignTerms(t, exponent + 5, most, c1);
+    const AlignedTerms c0 = alignTerms(f.terms, exponent, most),
+                       c1 = alignTerms(t, exponent + 5, most);
     const Qol16s G0 = predictedMantissa(f.predicted), G1 = predictedMantissa(g);
     Qol32s least = MAX_32;
     int best = 0;

@@ -158,6 +158,23 @@ int indexOf(Lag lag, const Window& w) {
 } // namespace
 
 void filtered(const Qol16s* x, const Qol16s* h, Qol16s* y) {
+    int most = 0, response = 0;
+    for (int i = 0; i < kSubframe; ++i) {
+        most = std::max(most, std::abs(x[i]));
+        response += std::abs(h[i]);
+    }
+    if (Qol64s{most} * response < 1 << 27) { // neither sums nor results saturate
+        Qol32s sums[kSubframe] = {};
+        for (int k = 0; k < kSubframe; ++k) {
+            for (int i = 0; i < kSubframe - k; ++i) {
+                sums[k + i] += x[k] * h[i];
+            }
+        }
+        for (int i = 0; i < kSubframe; ++i) {
+            y[i] = static_cast<Qol16s>(sums[i] >> 12);
+        }
+        return;
+    }
     for (int i = 0; i < kSubframe; ++i) {
         Qol32s sum = 0;
         for (int k = 0; k <= i; ++k) {
