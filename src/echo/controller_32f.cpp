@@ -3,6 +3,7 @@
 // between the adaptive and the fixed filter per band, factor for residual suppression.
 #include "echo/controller.h"
 #include "echo/echo.h"
+#include "echo/subband_filter.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
 #include "vector/simd.h"
@@ -36,11 +37,58 @@ static_assert(sizeof(State) == 96); // and up to 16 bytes in front
 
 void clear(Qol32f* p, Qol32s n) { std::memset(p, 0, static_cast<std::size_t>(n) * sizeof(Qol32f)); }
 
+constexpr Qol32s kTile = 8;
+
+/// |z|^2 of eight bands.
+inline simd::f256 powers8(simd::f256 low, simd::f256 high) {
+    const simd::f256 first = _mm256_permute2f128_ps(low, high, 0x20); // bands 0, 1, 4, 5
+    const simd::f256 second = _mm256_permute2f128_ps(low, high, 0x31);
+    return _mm256_hadd_ps(first, second);
+}
+inline simd::f256 powers8(const Qol32fc* z) {
+    using namespace simd;
+    const f256 a = loadf(&z[0].re), b = loadf(&z[4].re);
+    return powers8(mulf(a, a), mulf(b, b));
+}
+inline simd::f256 smooth8(Qol32f alpha, simd::f256 old, simd::f256 next) {
+    using namespace simd;
+    return addf(mulf(splatf(alpha), old), mulf(splatf(1.0f - alpha), next));
+}
+
+/// Step sizes of eight bands from i on.
+void stepTile(const Qol32fc* pNewest, const Qol32fc* pOldest, Qol64f* pStepSize, State& s, Qol32s i,
+              Qol32f learningRate) {
+    using namespace simd;
+    const f256 p = addf(loadf(s.pInputPower + i), powers8(pNewest + i));
+    const f256 loud = _mm256_cmp_ps(p, splatf(s.powerThreshold), _CMP_GT_OQ);
+    const f256 step = selectf(loud, splatf(s.fallbackStep), _mm256_div_ps(splatf(learningRate), p));
+    stored(pStepSize + i, _mm256_cvtps_pd(_mm256_castps256_ps128(step)));
+    stored(pStepSize + i + 4, _mm256_cvtps_pd(_mm256_extractf128_ps(step, 1)));
+    storef(s.pInputPower + i, _mm256_max_ps(zerof(), subf(p, powers8(pOldest + i))));
+}
+
+Qol32f sumPowers(const Qol32fc* p, Qol32s numSubbands) {
+    using namespace simd;
+    f256 sums = zerof();
+    Qol32s i = 0;
+    for (; i + kTile <= numSubbands; i += kTile) {
+        sums = addf(sums, powers8(p + i));
+    }
+    Qol32f sum = sumf(sums);
+    for (; i < numSubbands; ++i) {
+        sum += power(p[i]);
+    }
+    return sum;
+}
+
 QolStatus updateSteps(const Qol32fc** ppSrc, const Qol32fc* pError, Qol64f* pStepSize, State& s,
                       Qol32f learningRate) {
     const Qol32fc *pNewest = ppSrc[0], *pOldest = ppSrc[s.numSegments - 1];
-    Qol32f errorSum = 0;
-    for (Qol32s i = 0; i < s.numSubbands; ++i) {
+    Qol32s i = 0;
+    for (; i + kTile <= s.numSubbands; i += kTile) {
+        stepTile(pNewest, pOldest, pStepSize, s, i, learningRate);
+    }
+    for (; i < s.numSubbands; ++i) {
         const Qol32f p = s.pInputPower[i] + power(pNewest[i]);
         pStepSize[i] =
             static_cast<Qol64f>(p > s.powerThreshold ? learningRate / p : s.fallbackStep);
@@ -49,40 +97,34 @@ QolStatus updateSteps(const Qol32fc** ppSrc, const Qol32fc* pError, Qol64f* pSte
     }
     if (pError) {
         s.errorValid = 1;
-        for (Qol32s i = 0; i < s.numSubbands; ++i) {
-            errorSum += power(pError[i]);
-        }
     }
+    const Qol32f errorSum = pError ? sumPowers(pError, s.numSubbands) : 0;
     s.errorPower = smooth(s.alpha15, s.errorPower, errorSum);
     return qolStsNoErr;
 }
 
-/// Energy of the coefficients of up to eight bands from i on.
-constexpr Qol32s kTile = 8;
-void coefficientEnergy(Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i, Qol32s n,
-                       Qol32f* pEnergy) {
-    for (Qol32s k = 0; k < kTile; ++k) {
-        pEnergy[k] = 0;
-    }
-    if (n == kTile) {
-        using namespace simd;
-        f256 lo = zerof(), hi = zerof(); // squares of re, im, re, im ...
-        for (Qol32s j = 0; j < numSegments; ++j) {
-            const f256 a = loadf(&ppCoefs[j][i].re), b = loadf(&ppCoefs[j][i + 4].re);
-            lo = addf(lo, mulf(a, a));
-            hi = addf(hi, mulf(b, b));
-        }
-        const f256 sums = _mm256_hadd_ps(lo, hi); // bands 0, 1, 4, 5, 2, 3, 6, 7
-        const __m128 first = _mm256_castps256_ps128(sums), second = _mm256_extractf128_ps(sums, 1);
-        _mm_storeu_ps(pEnergy, _mm_shuffle_ps(first, second, 0x44));
-        _mm_storeu_ps(pEnergy + 4, _mm_shuffle_ps(first, second, 0xEE));
-        return;
-    }
+/// Energies of the coefficients of eight bands from i on.
+simd::f256 tileEnergy(Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i) {
+    using namespace simd;
+    f256 low = zerof(), high = zerof(); // squares of re, im, re, im ...
     for (Qol32s j = 0; j < numSegments; ++j) {
-        for (Qol32s k = 0; k < n; ++k) {
-            pEnergy[k] += power(ppCoefs[j][i + k]);
-        }
+        const f256 a = loadf(&ppCoefs[j][i].re), b = loadf(&ppCoefs[j][i + 4].re);
+        low = addf(low, mulf(a, a));
+        high = addf(high, mulf(b, b));
     }
+    return powers8(low, high);
+}
+/// The same of one band, two taps a vector.
+Qol32f bandEnergy(Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i) {
+    __m128 squares = _mm_setzero_ps();
+    Qol32s j = 0;
+    for (; j + 2 <= numSegments; j += 2) {
+        const __m128 c = simd::loadTaps(ppCoefs[j] + i, ppCoefs[j + 1] + i);
+        squares = _mm_add_ps(squares, _mm_mul_ps(c, c));
+    }
+    squares = _mm_add_ps(squares, _mm_movehl_ps(squares, squares));
+    const Qol32f sum = _mm_cvtss_f32(_mm_add_ss(squares, _mm_movehdup_ps(squares)));
+    return j < numSegments ? sum + power(ppCoefs[j][i]) : sum;
 }
 
 struct Sums {
@@ -109,6 +151,49 @@ void transferBand(State& s, Qol32s i, Qol32f energy, Qol32fc adaptiveErr, Qol32f
         sums.restored += fixed;
     }
     sums.total += fixed;
+}
+
+/// Copies the bands of a tile whose lanes are set.
+void copyMarked(Qol32fc* const* ppFrom, Qol32fc* const* ppTo, Qol32s numSegments, Qol32s i,
+                simd::f256 marks) {
+    using namespace simd;
+    const f256 a = _mm256_unpacklo_ps(marks, marks), b = _mm256_unpackhi_ps(marks, marks);
+    const f256 low = _mm256_permute2f128_ps(a, b, 0x20), high = _mm256_permute2f128_ps(a, b, 0x31);
+    for (Qol32s j = 0; j < numSegments; ++j) {
+        const Qol32f* const from = &ppFrom[j][i].re;
+        Qol32f* const to = &ppTo[j][i].re;
+        storef(to, selectf(low, loadf(to), loadf(from)));
+        storef(to + 8, selectf(high, loadf(to + 8), loadf(from + 8)));
+    }
+}
+
+/// transferBand for eight bands from i on.
+void transferTile(State& s, Qol32s i, const Qol32fc* pAdaptiveErr, const Qol32fc* pFixedErr,
+                  Qol32fc** ppAdaptive, Qol32fc** ppFixed, Sums& sums) {
+    using namespace simd;
+    const f256 energy = tileEnergy(ppAdaptive, s.numSegments, i), before = loadf(s.pCoefPower + i);
+    const f256 smoothed = smooth8(s.alpha9, before, energy);
+    f256 fixed = smooth8(s.alpha15, loadf(s.pFixedErrPower + i), powers8(pFixedErr + i));
+    f256 adaptive = smooth8(s.alpha15, loadf(s.pAdaptiveErrPower + i), powers8(pAdaptiveErr + i));
+    const auto exceeds = [](f256 a, f256 b) { return _mm256_cmp_ps(a, b, _CMP_GT_OQ); };
+    const f256 change = _mm256_andnot_ps(splatf(-0.0f), subf(before, energy));
+    const f256 settled = exceeds(mulf(splatf(0.1f), smoothed), change);
+    const f256 save = _mm256_and_ps(settled, exceeds(mulf(splatf(0.35f), fixed), adaptive));
+    const f256 restore = _mm256_andnot_ps(save, exceeds(adaptive, mulf(splatf(1.5f), fixed)));
+    if (_mm256_movemask_ps(save)) {
+        copyMarked(ppAdaptive, ppFixed, s.numSegments, i, save);
+    }
+    if (_mm256_movemask_ps(restore)) {
+        copyMarked(ppFixed, ppAdaptive, s.numSegments, i, restore);
+    }
+    fixed = selectf(save, fixed, adaptive);
+    adaptive = selectf(restore, adaptive, fixed);
+    storef(s.pCoefPower + i, smoothed);
+    storef(s.pFixedErrPower + i, fixed);
+    storef(s.pAdaptiveErrPower + i, adaptive);
+    sums.saved += sumf(_mm256_and_ps(fixed, save));
+    sums.restored += sumf(_mm256_and_ps(fixed, restore));
+    sums.total += sumf(fixed);
 }
 
 Qol32f followGain(State& s, Sums sums) {
@@ -214,14 +299,13 @@ QolStatus qolsSubbandController_EC_32f(const Qol32fc* pSrcAdaptiveErr, const Qol
     }
     State& s = *alignUp<16>(pState);
     Sums sums{0, 0, 0};
-    for (Qol32s i = 0; i < s.numSubbands; i += kTile) {
-        const Qol32s n = s.numSubbands - i < kTile ? s.numSubbands - i : kTile;
-        Qol32f energy[kTile];
-        coefficientEnergy(ppAdaptiveCoefs, s.numSegments, i, n, energy);
-        for (Qol32s k = 0; k < n; ++k) {
-            transferBand(s, i + k, energy[k], pSrcAdaptiveErr[i + k], pSrcFixedErr[i + k],
-                         ppAdaptiveCoefs, ppFixedCoefs, sums);
-        }
+    Qol32s i = 0;
+    for (; i + kTile <= s.numSubbands; i += kTile) {
+        transferTile(s, i, pSrcAdaptiveErr, pSrcFixedErr, ppAdaptiveCoefs, ppFixedCoefs, sums);
+    }
+    for (; i < s.numSubbands; ++i) {
+        transferBand(s, i, bandEnergy(ppAdaptiveCoefs, s.numSegments, i), pSrcAdaptiveErr[i],
+                     pSrcFixedErr[i], ppAdaptiveCoefs, ppFixedCoefs, sums);
     }
     *pDstGain = followGain(s, sums);
     return qolStsNoErr;

@@ -18,7 +18,7 @@ inline void storeTaps(Qol32sc* first, Qol32sc* second, i128 v) {
 
 /// One complex number below zeros; of two taps one above the other.
 inline __m128 load1(const Qol32fc* z) {
-    return _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const Qol64f*>(z)));
+    return _mm_castsi128_ps(loadLow64(z));
 }
 inline __m128 loadTaps(const Qol32fc* first, const Qol32fc* second) {
     return _mm_loadh_pi(load1(first), reinterpret_cast<const __m64*>(second));

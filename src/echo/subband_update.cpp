@@ -162,12 +162,15 @@ struct WideStep {
     i128 byRe, byIm; // factors of the far end's parts
     i128 round, count, sign;
 
-    /// c + increment, the far end's real and imaginary parts in all lanes. There is no arithmetic
-    /// shift of 64 bits: the sign bit, added with the rounding, is taken off behind a logical one.
-    i128 moved(i128 c, i128 xr, i128 xi) const {
+    /// The increment. There is no arithmetic shift of 64 bits: the sign bit, added with the
+    /// rounding, is taken off behind a logical one.
+    template <bool Cheap>
+    i128 increment(const Qol32sc* x) const {
         using namespace simd;
-        const i128 p = add64(mulLower32(xr, byRe), mulLower32(xi, byIm));
-        return add64(c, sub64(_mm_srl_epi64(add64(p, round), count), sign));
+        const i128 xi = Cheap ? sub32(zero(), splatAt32(&x->im))
+                              : _mm_max_epi32(splatAt32(&x->im), splat32(-basop::MAX_32));
+        const i128 p = add64(mulLower32(splatAt32(&x->re), byRe), mulLower32(xi, byIm));
+        return sub64(_mm_srl_epi64(add64(p, round), count), sign);
     }
 };
 
@@ -188,28 +191,33 @@ WideStep widen(ErrorStep s) {
             simd::splat64(static_cast<Qol64s>(kSign >> (s.shift & 63)))};
 }
 
-/// Four parts saturated to 32 bits.
-[[gnu::noinline]] i128 saturateParts(i128 low, i128 high) {
-    Qol64s p[4];
-    simd::store(p, low);
-    simd::store(p + 2, high);
-    return _mm_setr_epi32(saturate32(p[0]), saturate32(p[1]), saturate32(p[2]), saturate32(p[3]));
+/// Four parts and their increments, the sums saturated to 32 bits.
+[[gnu::noinline]] i128 addSaturating(i128 c, i128 low, i128 high) {
+    Qol32s p[4];
+    Qol64s d[4];
+    simd::store(p, c);
+    simd::store(d, low);
+    simd::store(d + 2, high);
+    for (int k = 0; k < 4; ++k) {
+        p[k] = saturate32(wrapAdd64(p[k], d[k]));
+    }
+    return simd::load(p);
 }
 
-/// Two coefficients, moved by the steps s and t.
+/// Two coefficients, moved by the steps s for x and t for y.
 template <bool Cheap>
-inline i128 moved2(i128 c, i128 x, const WideStep& s, const WideStep& t) {
+inline i128 moved2(i128 c, const Qol32sc* x, const WideStep& s, const Qol32sc* y,
+                   const WideStep& t) {
     using namespace simd;
-    const i128 y = Cheap ? sub32(zero(), x) : _mm_max_epi32(x, splat32(-basop::MAX_32));
-    const i128 low = s.moved(widenLow64(c), _mm_shuffle_epi32(x, 0x00), _mm_shuffle_epi32(y, 0x55));
-    const i128 high =
-        t.moved(widenHigh64(c), _mm_shuffle_epi32(x, 0xAA), _mm_shuffle_epi32(y, 0xFF));
-    const i128 sums = lowerHalves(low, high);
+    const i128 low = s.increment<Cheap>(x), high = t.increment<Cheap>(y);
+    const i128 d = lowerHalves(low, high), sums = add32(c, d);
     if (Cheap) {
         return sums;
     }
-    const i128 beyond = _mm_xor_si128(upperHalves(low, high), _mm_srai_epi32(sums, 31));
-    return _mm_testz_si128(beyond, beyond) ? sums : saturateParts(low, high);
+    const i128 narrow = _mm_cmpeq_epi32(upperHalves(low, high), _mm_srai_epi32(d, 31));
+    const i128 over = _mm_and_si128(_mm_xor_si128(c, sums), _mm_xor_si128(d, sums)); // its sign
+    const bool exact = _mm_movemask_ps(_mm_castsi128_ps(_mm_andnot_si128(over, narrow))) == 0xF;
+    return __builtin_expect(exact, 1) ? sums : addSaturating(c, low, high);
 }
 
 /// Steps of two neighbouring bands, or of one band for two taps a vector.
@@ -218,8 +226,9 @@ void updateTwo(const ErrorStep* pStep, const Qol32sc* const* ppSrc, Qol32sc* con
                Qol32s numSegments, Qol32s i) {
     const WideStep s = widen<Cheap>(pStep[0]), t = widen<Cheap>(pStep[1]);
     for (Qol32s j = 0; j < numSegments; ++j) {
+        const Qol32sc* const x = ppSrc[j] + i;
         Qol32sc* const c = ppCoefs[j] + i;
-        simd::store(c, moved2<Cheap>(simd::load(c), simd::load(ppSrc[j] + i), s, t));
+        simd::store(c, moved2<Cheap>(simd::load(c), x, s, x + 1, t));
     }
 }
 template <bool Cheap>
@@ -229,12 +238,13 @@ void updateOne(ErrorStep step, const Qol32sc* const* ppSrc, Qol32sc* const* ppCo
     Qol32s j = 0;
     for (; j + 2 <= numSegments; j += 2) {
         Qol32sc *const c = ppCoefs[j] + i, *const d = ppCoefs[j + 1] + i;
-        const i128 x = simd::loadTaps(ppSrc[j] + i, ppSrc[j + 1] + i);
-        simd::storeTaps(c, d, moved2<Cheap>(simd::loadTaps(c, d), x, s, s));
+        simd::storeTaps(c, d,
+                        moved2<Cheap>(simd::loadTaps(c, d), ppSrc[j] + i, s, ppSrc[j + 1] + i, s));
     }
     if (j < numSegments) {
         Qol32sc* const c = ppCoefs[j] + i;
-        simd::storeLow64(c, moved2<Cheap>(simd::loadLow64(c), simd::loadLow64(ppSrc[j] + i), s, s));
+        const Qol32sc* const x = ppSrc[j] + i;
+        simd::storeLow64(c, moved2<Cheap>(simd::loadLow64(c), x, s, x, s));
     }
 }
 

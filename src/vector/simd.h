@@ -8,6 +8,8 @@
 
 #include <immintrin.h>
 
+#include <bit>
+
 namespace qolsc::simd {
 
 // ---- integers: 8 x 16s, 4 x 32s, 2 x 64s ----
@@ -21,12 +23,17 @@ inline void storeLow64(void* p, i128 v) { _mm_storel_epi64(static_cast<i128*>(p)
 inline i128 zero() { return _mm_setzero_si128(); }
 inline i128 splat16(Qol16s v) { return _mm_set1_epi16(v); }
 inline i128 splat32(Qol32s v) { return _mm_set1_epi32(v); }
+/// A value in memory in all lanes: a load does it, where splat32 takes a shuffle.
+inline i128 splatAt32(const Qol32s* p) {
+    return _mm_castps_si128(_mm_set1_ps(std::bit_cast<Qol32f>(*p)));
+}
 inline i128 splat64(Qol64s v) { return _mm_set1_epi64x(v); }
 
 /// Products of eight 16-bit pairs, neighbours added: four wrapping 32-bit sums (only two pairs of
 /// -32768 squared wrap).
 inline i128 maddPairs(i128 a, i128 b) { return _mm_madd_epi16(a, b); }
-/// Products of 16 bits times 2^-15, rounded, halves upward; the one of two least values, 2^15, wraps.
+/// Products of 16 bits times 2^-15, rounded, halves upward; the one of two least values, 2^15,
+/// wraps.
 inline i128 mulRound15(i128 a, i128 b) { return _mm_mulhrs_epi16(a, b); }
 inline i128 add16(i128 a, i128 b) { return _mm_add_epi16(a, b); }
 inline i128 add32(i128 a, i128 b) { return _mm_add_epi32(a, b); }
@@ -87,8 +94,8 @@ inline f256 mulf(f256 a, f256 b) { return _mm256_mul_ps(a, b); }
 inline f256 minf(f256 a, f256 b) { return _mm256_min_ps(a, b); }
 inline f256 maxf(f256 a, f256 b) { return _mm256_max_ps(a, b); }
 
-/// b where the mask is set, else a. Not _mm256_blendv_ps: without AVX2, GCC 12 takes that to pieces,
-/// lane by lane, when the mask comes from a comparison.
+/// b where the mask is set, else a. Not _mm256_blendv_ps: without AVX2, GCC 12 takes that to
+/// pieces, lane by lane, when the mask comes from a comparison.
 inline f256 selectf(f256 mask, f256 a, f256 b) {
     return _mm256_or_ps(_mm256_andnot_ps(mask, a), _mm256_and_ps(mask, b));
 }

@@ -261,6 +261,96 @@ TEST(FullbandKernels, AdaptivePassEqualsTheDefinition) {
     }
 }
 
+// ---- controllers ----
+
+struct FloatController {
+    using Number = Qol32fc;
+    using State = QolsSubbandControllerState_EC_32f;
+    using Gain = Qol32f;
+    static constexpr auto size = qolsSubbandControllerGetSize_EC_32f;
+    static constexpr auto init = qolsSubbandControllerInit_EC_32f;
+    static constexpr auto run = qolsSubbandController_EC_32f;
+};
+struct FixedController {
+    using Number = Qol32sc;
+    using State = QolsSubbandControllerState_EC_16s;
+    using Gain = Qol16s;
+    static constexpr auto size = qolsSubbandControllerGetSize_EC_16s;
+    static constexpr auto init = qolsSubbandControllerInit_EC_16s;
+    static constexpr auto run = qolsSubbandController_EC_16s;
+};
+
+template <typename C>
+std::vector<Qol8u> makeController(int bands, int taps) {
+    Qol32s bytes = 0;
+    EXPECT_EQ(C::size(bands, 24, taps, 8000, &bytes), 0);
+    std::vector<Qol8u> memory(static_cast<std::size_t>(bytes));
+    EXPECT_EQ(C::init(reinterpret_cast<typename C::State*>(memory.data()), bands, 24, taps, 8000),
+              0);
+    return memory;
+}
+
+/// What a controller of all bands moves equals what a controller for each band alone moves.
+template <typename C>
+void expectIndependentBands(int bands, int taps) {
+    using Number = typename C::Number;
+    Random r;
+    const auto part = [&](double amplitude) {
+        return static_cast<decltype(Number{}.re)>(uniformReal(r, -amplitude, amplitude));
+    };
+    const auto number = [&] { return Number{part(1 << 18), part(1 << 18)}; };
+    auto adaptive = makeRows<Number>(taps, bands, number);
+    auto fixed = makeRows<Number>(taps, bands, number);
+    auto all = makeController<C>(bands, taps);
+    std::vector<std::vector<Qol8u>> single;
+    for (int i = 0; i < bands; ++i) {
+        single.push_back(makeController<C>(1, taps));
+    }
+    int saved = 0, restored = 0;
+    for (int frame = 0; frame < 200; ++frame) {
+        auto adaptiveOne = copyOf(adaptive), fixedOne = copyOf(fixed);
+        const auto adaptiveBefore = copyOf(adaptive), fixedBefore = copyOf(fixed);
+        std::vector<Number> adaptiveErr, fixedErr;
+        for (int i = 0; i < bands; ++i) {
+            const bool better = (i + frame / 40) % 3 == 0;
+            adaptiveErr.push_back({part(better ? 1e3 : 1e4), part(better ? 1e3 : 1e4)});
+            fixedErr.push_back({part(5e3), part(5e3)});
+        }
+        typename C::Gain gain = 0;
+        ASSERT_EQ(C::run(adaptiveErr.data(), fixedErr.data(), adaptive.rows.data(),
+                         fixed.rows.data(), &gain,
+                         reinterpret_cast<typename C::State*>(all.data())),
+                  0);
+        for (std::size_t i = 0; i < single.size(); ++i) {
+            std::vector<Number*> a, f;
+            for (std::size_t j = 0; j < adaptiveOne.rows.size(); ++j) {
+                a.push_back(adaptiveOne.rows[j] + i);
+                f.push_back(fixedOne.rows[j] + i);
+            }
+            ASSERT_EQ(C::run(&adaptiveErr[i], &fixedErr[i], a.data(), f.data(), &gain,
+                             reinterpret_cast<typename C::State*>(single[i].data())),
+                      0);
+        }
+        ASSERT_TRUE(same(adaptive, adaptiveOne) && same(fixed, fixedOne)) << frame;
+        restored += !same(adaptive, adaptiveBefore);
+        saved += !same(fixed, fixedBefore);
+        for (int i = frame % 2; i < bands; i += 5) { // the adaptive filter moves a little
+            adaptive.rows[0][i] = number();
+        }
+    }
+    EXPECT_GT(saved, 0) << bands;
+    EXPECT_GT(restored, 0) << bands;
+}
+
+TEST(Controller, BandsAreMovedIndependently) {
+    for (const int bands : {8, 17}) {
+        for (const int taps : {40, 41}) {
+            expectIndependentBands<FloatController>(bands, taps);
+            expectIndependentBands<FixedController>(bands, taps);
+        }
+    }
+}
+
 TEST(NormalisedDivision, IsWithinItsBound) {
     Random r;
     for (int k = 0; k < 20000; ++k) {
