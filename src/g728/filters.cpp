@@ -11,7 +11,8 @@ namespace qolsc {
 
 namespace g728 {
 
-void ownIIR16s_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, int len, PoleZeroMemory& memory) {
+void ownIIRPlain_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, int len,
+                      PoleZeroMemory& memory) {
     // The history grows to the right in a short piece, so that it is moved once a piece.
     constexpr int kPiece = 4 * kVector;
     Qol16s in[kShortOrder + kPiece], out[kShortOrder + kPiece];
@@ -39,6 +40,118 @@ void ownIIR16s_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, int len, PoleZe
     for (int i = 0; i < kShortOrder; ++i) {
         memory.in[i] = in[kShortOrder - 1 - i];
         memory.out[i] = out[kShortOrder - 1 - i];
+    }
+}
+
+namespace {
+
+/// Sums of products that need more than 32 bits: the lower words wrap, the upper bits of the pairs
+/// in units of 32 tell how often.
+struct WideSum {
+    simd::i128 low = simd::zero(), high = simd::zero();
+};
+void addPairs(WideSum& s, simd::i128 pairs) {
+    s.low = simd::add32(s.low, pairs);
+    s.high = simd::add32(s.high, _mm_srai_epi32(pairs, 5));
+}
+void subPairs(WideSum& s, simd::i128 pairs) {
+    s.low = simd::sub32(s.low, pairs);
+    s.high = simd::sub32(s.high, _mm_srai_epi32(pairs, 5));
+}
+/// All four lanes, exact.
+void storeSums(Qol64s* p, const WideSum& s) {
+    using namespace simd;
+    const i128 rest = sub32(s.low, _mm_slli_epi32(s.high, 5));
+    store(p, add64(_mm_slli_epi64(widenLow64(s.high), 5), widenLow64(rest)));
+    store(p + 2, add64(_mm_slli_epi64(widenHigh64(s.high), 5), widenHigh64(rest)));
+}
+
+/// Fifteen samples, the newest first: five new ones and a memory of ten.
+struct Newest {
+    simd::i128 low, high;
+};
+Newest newestOf(simd::i128 fresh, const Qol16s* memory) {
+    const simd::i128 kept = simd::load(memory);
+    return {_mm_or_si128(fresh, _mm_slli_si128(kept, 10)),
+            _mm_srli_si128(simd::load(memory + 2), 2)};
+}
+
+/// Samples K and K+1 back from each output, in outputs 4 to 1.
+template <int K>
+simd::i128 taps(const Newest& h, const Qol16s* c) {
+    constexpr int kBytes = 2 * K;
+    const simd::i128 first = _mm_alignr_epi8(h.high, h.low, kBytes),
+                     second = _mm_alignr_epi8(h.high, h.low, kBytes + 2);
+    Qol32s pair;
+    std::memcpy(&pair, c + K - 1, sizeof pair);
+    return simd::maddPairs(_mm_unpacklo_epi16(first, second), simd::splat32(pair));
+}
+
+/// The ten products of output 0, which has none of the new samples behind it.
+simd::i128 pairAt(const Qol16s* p) {
+    Qol32s pair;
+    std::memcpy(&pair, p, sizeof pair);
+    return _mm_cvtsi32_si128(pair);
+}
+
+} // namespace
+
+bool ownIIRLanes_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, PoleZeroMemory& memory) {
+    using namespace simd;
+    const Qol16s* d = c + kShortOrder;
+    const i128 c0 = load(c), c8 = load(c + 8), d4 = load(d + 2);
+    const i128 least = splat16(-32768);
+    if (_mm_movemask_epi8(
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(c0, least), _mm_cmpeq_epi16(c8, least)),
+                         _mm_cmpeq_epi16(d4, least))) != 0) {
+        return false;
+    }
+    const i128 fresh =
+        _mm_shuffle_epi8(_mm_insert_epi16(loadLow64(x), x[4], 4),
+                         _mm_setr_epi8(8, 9, 6, 7, 4, 5, 2, 3, 0, 1, -1, -1, -1, -1, -1, -1));
+    const Newest in = newestOf(fresh, memory.in), out = newestOf(zero(), memory.out);
+    WideSum later;
+    addPairs(later, taps<1>(in, c));
+    addPairs(later, taps<3>(in, c));
+    addPairs(later, taps<5>(in, c));
+    addPairs(later, taps<7>(in, c));
+    addPairs(later, taps<9>(in, c));
+    subPairs(later, taps<1>(out, d));
+    subPairs(later, taps<3>(out, d));
+    subPairs(later, taps<5>(out, d));
+    subPairs(later, taps<7>(out, d));
+    subPairs(later, taps<9>(out, d));
+    WideSum first;
+    addPairs(first, maddPairs(c0, load(memory.in)));
+    addPairs(first, maddPairs(pairAt(c + 8), pairAt(memory.in + 8)));
+    subPairs(first, maddPairs(load(d), load(memory.out)));
+    subPairs(first, maddPairs(pairAt(d + 8), pairAt(memory.out + 8)));
+    Qol64s sums[4], parts[4]; // sums of outputs 4 to 1
+    storeSums(sums, later);
+    storeSums(parts, first);
+
+    std::memmove(memory.out + kVector, memory.out, kVector * sizeof(Qol16s));
+    for (int n = 0; n < kVector; ++n) {
+        Qol64s s = x[n] * Qol64s{1 << 14};
+        s += n == 0 ? parts[0] + parts[1] + parts[2] + parts[3] : sums[kVector - 1 - n];
+        for (int k = 1; k <= n; ++k) {
+            s -= Qol32s{d[k - 1]} * memory.out[kVector - 1 - n + k];
+        }
+        y[n] = memory.out[kVector - 1 - n] = saturate16(s >> 14);
+    }
+    store(memory.in, in.low);
+    const Qol32s oldest = _mm_cvtsi128_si32(in.high);
+    std::memcpy(memory.in + 8, &oldest, sizeof oldest);
+    return true;
+}
+
+void ownIIR16s_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, int len, PoleZeroMemory& memory) {
+    for (; len >= kVector && ownIIRLanes_G728(c, x, y, memory); len -= kVector) {
+        x += kVector;
+        y += kVector;
+    }
+    if (len > 0) {
+        ownIIRPlain_G728(c, x, y, len, memory);
     }
 }
 
@@ -154,34 +267,38 @@ void zeroState(const Qol16s* a, BlockVector& v) {
     Qol16s e[kVector];
     std::copy_n(v.mantissa, kVector, e);
     constexpr Qol64s kLimit = 1 << 28;
+    int halvings = 0;
     for (int n = 0; n < kVector;) {
-        Qol64s u = e[n] * Qol64s{1 << 14};
+        Qol64s u = (e[n] >> halvings) * Qol64s{1 << 14};
         for (int k = 1; k <= n; ++k) {
             u -= Qol32s{a[k - 1]} * v.mantissa[n - k];
         }
         if (u < -kLimit || u >= kLimit) {
-            for (Qol16s& x : e) {
-                x = static_cast<Qol16s>(x >> 1);
-            }
-            v.exponent = saturate16(v.exponent - 1);
+            ++halvings;
             n = 0;
             continue;
         }
         v.mantissa[n++] = static_cast<Qol16s>(u >> 14);
     }
+    v.exponent = saturate16(v.exponent - halvings);
 }
 
 /// Adds the weighted zero-state response z to the weighting filter's outputs of this vector.
 void correctWeighted(const Qol16s* c, const BlockVector& z, PoleZeroMemory& memory) {
-    Qol16s v[kVector];
+    BlockVector v{{}, z.exponent};
     for (int n = 0; n < kVector; ++n) {
         Qol64s s = z.mantissa[n] * Qol64s{1 << 14};
         for (int k = 1; k <= n; ++k) {
-            s += Qol32s{c[k - 1]} * z.mantissa[n - k] - Qol32s{c[kShortOrder + k - 1]} * v[n - k];
+            s += Qol64s{c[k - 1]} * z.mantissa[n - k] -
+                 Qol64s{c[kShortOrder + k - 1]} * v.mantissa[n - k];
         }
-        v[n] = saturate16(s >> 14);
+        v.mantissa[n] = saturate16(s >> 14);
+    }
+    Qol16s samples[kVector];
+    toQ2(v, samples);
+    for (int n = 0; n < kVector; ++n) {
         Qol16s& out = memory.out[kVector - 1 - n];
-        out = saturate16(Qol32s{out} + toQ2(v[n], z.exponent));
+        out = saturate16(Qol32s{out} + samples[n]);
     }
 }
 
@@ -190,10 +307,8 @@ void correctWeighted(const Qol16s* c, const BlockVector& z, PoleZeroMemory& memo
 BlockVector finishedVector(BlockVector sum, const BlockVector& state) {
     const int d = sum.exponent - state.exponent;
     BlockVector z = state;
-    for (int n = 0; n < kVector; ++n) {
-        sum.mantissa[n] = scaleUp<Qol16s>(sum.mantissa[n], d > 0 ? -d : 0);
-        z.mantissa[n] = scaleUp<Qol16s>(z.mantissa[n], d < 0 ? d : 0);
-    }
+    scaleVector(sum.mantissa, std::min(-d, 0), sum.mantissa);
+    scaleVector(z.mantissa, std::min(d, 0), z.mantissa);
     sum.exponent = std::min(sum.exponent, state.exponent);
     constexpr int kClip = 4095;
     const int scaled = scaleUp<Qol16s>(kClip, sum.exponent);
@@ -234,9 +349,9 @@ QolStatus qolsIIR16s_G728_16s(const Qol16s* pCoeffs, const Qol16s* pSrc, Qol16s*
     if (len < 1) {
         return qolStsBadArgErr;
     }
-    auto state = g728::loadRecord<g728::IIRState>(pState);
-    g728::ownIIR16s_G728(pCoeffs, pSrc, pDst, len, state.memory);
-    g728::storeRecord(pState, state);
+    g728::withRecord<g728::IIRState>(pState, [&](g728::IIRState& state) {
+        g728::ownIIR16s_G728(pCoeffs, pSrc, pDst, len, state.memory);
+    });
     return qolStsNoErr;
 }
 
@@ -264,13 +379,13 @@ QolStatus qolsSyntesisFilterZeroInput_G728_16s(const Qol16s* pCoeffs, const Qol1
     if (anyNull(pCoeffs, pSrcVec, pDst, pDstExp) || anyNull(pState)) {
         return qolStsNullPtrErr;
     }
-    auto state = g728::loadRecord<g728::SynthesisState>(pState);
-    g728::pushVector(state.memory, pSrcVec, valSrcExp);
-    g728::storeRecord(pState, state);
-    g728::BlockVector response;
-    g728::ownSynthesisFilterZeroInput_G728_16s(pCoeffs, state.memory, response);
-    std::copy_n(response.mantissa, g728::kVector, pDst);
-    *pDstExp = response.exponent;
+    g728::withRecord<g728::SynthesisState>(pState, [&](g728::SynthesisState& state) {
+        g728::pushVector(state.memory, pSrcVec, valSrcExp);
+        g728::BlockVector response;
+        g728::ownSynthesisFilterZeroInput_G728_16s(pCoeffs, state.memory, response);
+        std::copy_n(response.mantissa, g728::kVector, pDst);
+        *pDstExp = response.exponent;
+    });
     return qolStsNoErr;
 }
 
@@ -299,17 +414,15 @@ QolStatus qolsCombinedFilterZeroInput_G728_16s(const Qol16s* pCoeffs, const Qol1
     if (anyNull(pCoeffs, pWgtCoeffs) || anyNull(pDstSyn, pDstSynExp, pDstWgt) || anyNull(pState)) {
         return qolStsNullPtrErr;
     }
-    auto state = g728::loadRecord<g728::CombinedState>(pState);
-    g728::BlockVector& response = state.zeroInput;
-    g728::ownSynthesisFilterZeroInput_G728_16s(pCoeffs, state.memory, response);
-    Qol16s samples[g728::kVector];
-    for (int n = 0; n < g728::kVector; ++n) {
-        samples[n] = g728::toQ2(response.mantissa[n], response.exponent);
-    }
-    g728::ownIIR16s_G728(pWgtCoeffs, samples, pDstWgt, g728::kVector, state.weighting);
-    g728::storeRecord(pState, state);
-    std::copy_n(response.mantissa, g728::kVector, pDstSyn);
-    *pDstSynExp = response.exponent;
+    g728::withRecord<g728::CombinedState>(pState, [&](g728::CombinedState& state) {
+        g728::BlockVector& response = state.zeroInput;
+        g728::ownSynthesisFilterZeroInput_G728_16s(pCoeffs, state.memory, response);
+        Qol16s samples[g728::kVector];
+        g728::toQ2(response, samples);
+        g728::ownIIR16s_G728(pWgtCoeffs, samples, pDstWgt, g728::kVector, state.weighting);
+        std::copy_n(response.mantissa, g728::kVector, pDstSyn);
+        *pDstSynExp = response.exponent;
+    });
     return qolStsNoErr;
 }
 
@@ -320,22 +433,21 @@ QolStatus qolsCombinedFilterZeroState_G728_16s(const Qol16s* pCoeffs, const Qol1
     if (anyNull(pCoeffs, pWgtCoeffs) || anyNull(pSrcExc, pDstSyn, pDstSynExp) || anyNull(pState)) {
         return qolStsNullPtrErr;
     }
-    auto state = g728::loadRecord<g728::CombinedState>(pState);
-    g728::BlockVector response;
-    std::copy_n(pSrcExc, g728::kVector, response.mantissa);
-    response.exponent = valExcExp;
-    g728::zeroState(pCoeffs, response);
-    g728::correctWeighted(pWgtCoeffs, response, state.weighting);
-    const g728::BlockVector finished = g728::finishedVector(state.zeroInput, response);
-    g728::pushVector(state.memory, finished.mantissa, finished.exponent);
-    // The zero-input samples that the weighting filter took in give way to the finished ones.
-    for (int n = 0; n < g728::kVector; ++n) {
-        state.weighting.in[g728::kVector - 1 - n] =
-            g728::toQ2(finished.mantissa[n], finished.exponent);
-    }
-    g728::storeRecord(pState, state);
-    std::copy_n(finished.mantissa, g728::kVector, pDstSyn);
-    *pDstSynExp = finished.exponent;
+    g728::withRecord<g728::CombinedState>(pState, [&](g728::CombinedState& state) {
+        g728::BlockVector response;
+        std::copy_n(pSrcExc, g728::kVector, response.mantissa);
+        response.exponent = valExcExp;
+        g728::zeroState(pCoeffs, response);
+        g728::correctWeighted(pWgtCoeffs, response, state.weighting);
+        const g728::BlockVector finished = g728::finishedVector(state.zeroInput, response);
+        g728::pushVector(state.memory, finished.mantissa, finished.exponent);
+        // The zero-input samples that the weighting filter took in give way to the finished ones.
+        Qol16s samples[g728::kVector];
+        g728::toQ2(finished, samples);
+        std::reverse_copy(samples, samples + g728::kVector, state.weighting.in);
+        std::copy_n(finished.mantissa, g728::kVector, pDstSyn);
+        *pDstSynExp = finished.exponent;
+    });
     return qolStsNoErr;
 }
 

@@ -6,9 +6,12 @@
 
 namespace qolsc::g728 {
 
-/// One vector-length-free run of the pole-zero filter of order 10: c holds ten numerator, then ten
-/// denominator coefficients, Q14.
+/// Pole-zero filter of order 10: c holds ten numerator, then ten denominator coefficients, Q14.
 void ownIIR16s_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, int len, PoleZeroMemory& memory);
+/// Its definition, and one vector with outputs in lanes: false, with nothing done, when a
+/// coefficient is -32768, on which pairs of products wrap.
+void ownIIRPlain_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, int len, PoleZeroMemory& memory);
+bool ownIIRLanes_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, PoleZeroMemory& memory);
 
 /// Zero-input response of the order-50 synthesis filter a (Q14, signs of the polynomial), 15-bit
 /// mantissas.

@@ -5,6 +5,7 @@
 #include "numeric/blockfloat.h"
 #include "qolsc/g728.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace qolsc::g728 {
@@ -23,18 +24,31 @@ struct BlockVector {
     Qol16s exponent;
 };
 
+/// A vector times 2^n for n of either sign, limited.
+inline void scaleVector(const Qol16s* x, int n, Qol16s* y) {
+    if (n <= 0) {
+        const int down = std::min(-n, 15);
+        for (int i = 0; i < kVector; ++i) {
+            y[i] = static_cast<Qol16s>(x[i] >> down);
+        }
+    } else {
+        const int up = std::min(n, 16);
+        for (int i = 0; i < kVector; ++i) {
+            y[i] = saturate16(Qol64s{x[i]} << up);
+        }
+    }
+}
+
 /// Scales the mantissas to words of that many bits.
 inline void normalise(BlockVector& v, int bits) {
     const int n = normVector(v.mantissa, kVector, bits);
-    for (Qol16s& m : v.mantissa) {
-        m = scaleUp<Qol16s>(m, n);
-    }
+    scaleVector(v.mantissa, n, v.mantissa);
     v.exponent = saturate16(v.exponent + n);
 }
 
-/// A mantissa as a sample in Q2.
-constexpr Qol16s toQ2(Qol16s mantissa, int exponent) {
-    return scaleUp<Qol16s>(mantissa, 2 - exponent);
+/// The samples of a vector in Q2.
+inline void toQ2(const BlockVector& v, Qol16s* samples) {
+    scaleVector(v.mantissa, 2 - v.exponent, samples);
 }
 
 /// Copies between a caller's record, which may lie at any address, and a local one.
@@ -47,6 +61,18 @@ T loadRecord(const Qol8u* pState) {
 template <typename T>
 void storeRecord(Qol8u* pState, const T& record) {
     std::memcpy(pState, &record, sizeof record);
+}
+
+/// Works on a caller's record where it stands, on a copy when it lies at an odd address.
+template <typename T, typename Work>
+void withRecord(Qol8u* pState, Work work) {
+    if (reinterpret_cast<std::uintptr_t>(pState) % alignof(T) == 0) {
+        work(*reinterpret_cast<T*>(pState));
+    } else {
+        auto record = loadRecord<T>(pState);
+        work(record);
+        storeRecord(pState, record);
+    }
 }
 
 static_assert(sizeof(QolsWinHybridState_G728) == 32);
