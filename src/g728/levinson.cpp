@@ -210,12 +210,11 @@ Qol64s reciprocal(Qol32s x) {
     return x > 0 ? static_cast<Qol64s>((Qol64u{1} << 46) / static_cast<Qol64u>(x)) + 1 : 0;
 }
 
-/// Minus the sign of num times the reflection coefficient of a quotient in Q46.
+/// Minus the sign of num times the reflection coefficient of a quotient in Q46, in every lane. The
+/// quotient of integers below 2^15 is too far from 1 for the rounding to reach it.
 simd::i128 factorLanes(Qol64s quotient, Qol32s num) {
-    const simd::i128 k =
-        _mm_cvtsi32_si128(static_cast<Qol32s>((quotient + (Qol64s{1} << 30)) >> 31));
-    return _mm_sign_epi16(_mm_shuffle_epi8(simd::packSat16(k, k), simd::splat16(0x0100)),
-                          simd::splat16(static_cast<Qol16s>(-num)));
+    const auto k = static_cast<Qol16s>((quotient + (Qol64s{1} << 30)) >> 31);
+    return _mm_sign_epi16(simd::splat16(k), simd::splat16(static_cast<Qol16s>(-num)));
 }
 
 } // namespace
@@ -250,7 +249,7 @@ QolStatus ownLevinsonLanes_G728(const Qol16s* r, int start, int end, Qol16s* a, 
             break;
         }
         const Qol32s magnitude = num < 0 ? -num : num;
-        const Qol64s quotient46 = magnitude * reciprocal(alpha);
+        const Qol64s quotient46 = static_cast<Qol32u>(magnitude) * reciprocal(alpha);
         const auto quotient = static_cast<Qol32s>(quotient46 >> 30);
         const Qol16s k = reflection(quotient), top = coefficient(quotient, halvings);
         const auto last = static_cast<Qol16s>(num > 0 ? -top : top);

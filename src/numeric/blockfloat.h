@@ -37,29 +37,27 @@ constexpr T scaleUp(Qol64s x, int n) {
     return n < 0 ? saturate<T>(shiftRight(x, -n)) : shiftLeftSaturate<T>(x, n);
 }
 
-/// Quotient of two normalised mantissas with exponents; sixteen bits by strict comparisons, as the
-/// division of G.728 Annex G.
+/// Quotient of two normalised mantissas with exponents; a numerator may be 0. G.728 Annex G divides
+/// bit by bit with strict comparisons: 15 bits, of an exact quotient the one just below it, rounded
+/// by one more comparison.
 struct Quotient {
     Qol16s mantissa;
     int exponent;
 };
 constexpr Quotient divide(Qol16s num, int numExponent, Qol16s den, int denExponent) {
     int exponent = numExponent - denExponent + 14;
-    Qol32s a = num < 0 ? -num : num, q = 0;
-    const Qol32s b = den < 0 ? -den : den;
+    auto a = static_cast<Qol32u>(num < 0 ? -num : num);
+    const auto b = static_cast<Qol32u>(den < 0 ? -den : den);
     if (a < b) {
         ++exponent;
         a *= 2;
     }
-    for (int i = 0; i < 15; ++i) {
-        q *= 2;
-        if (a > b) {
-            ++q;
-            a -= b;
-        }
-        a = saturate32(Qol64s{a} * 2);
+    Qol32s q = 0;
+    if (a > 0) {
+        a <<= 14;
+        const Qol32u bits = (a - 1) / b;
+        q = static_cast<Qol32s>(bits + (2 * (a - bits * b) > b));
     }
-    q += a > b;
     return {saturate16((num < 0) != (den < 0) ? -q : q), exponent};
 }
 

@@ -94,6 +94,32 @@ TEST(G728Search, energiesEqualTheDefinition) {
     }
 }
 
+TEST(G728Numbers, quotientComparesStrictly) {
+    Random r;
+    for (int round = 0; round < 20000; ++round) {
+        const auto den = static_cast<Qol16s>(uniform(r, 16384, 32767));
+        auto num = static_cast<Qol16s>(round % 4 == 0 ? den - uniform(r, -1, 1)
+                                                      : uniform(r, 16384, 32767));
+        num = round % 50 == 0 ? Qol16s{0} : round % 50 == 1 ? Qol16s{-32768} : num;
+        const auto sign = static_cast<Qol16s>(round % 3 == 0 ? -1 : 1);
+        int a = num < 0 ? -num : num, exponent = 3 - 5 + 14, q = 0;
+        if (a < den) {
+            ++exponent;
+            a *= 2;
+        }
+        for (int bit = 0; bit < 15; ++bit) {
+            const bool one = a > den;
+            q = 2 * q + one;
+            a = 2 * (one ? a - den : a);
+        }
+        q += a > den;
+        q = num < 0 ? -q : q;
+        const auto quotient = qolsc::blockfloat::divide(num, 3, static_cast<Qol16s>(sign * den), 5);
+        EXPECT_EQ(quotient.mantissa, qolsc::saturate16(sign * q)) << num << '/' << den;
+        EXPECT_EQ(quotient.exponent, exponent);
+    }
+}
+
 TEST(G728Filters, poleZeroInLanesEqualsTheDefinition) {
     Random r;
     for (int round = 0; round < 3000; ++round) {

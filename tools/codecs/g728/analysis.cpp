@@ -103,13 +103,18 @@ bool extend(const Qol16s* correlation, Predictor& p) {
 }
 
 bool expand(const Predictor& p, std::span<const Qol16s> weights, Qol16s* filter) {
+    const int up = 16 - p.scale, count = static_cast<int>(weights.size());
     Qol16s expanded[kLongOrder];
-    for (std::size_t i = 0; i < weights.size(); ++i) {
-        const Qol64s x = (Qol64s{p.coefficients[i]} * weights[i]) * (1 << (16 - p.scale));
-        if (x != saturate32(x)) {
-            return false;
-        }
-        expanded[i] = roundHigh(x);
+    Qol32s lost = 0; // bits that the shift pushes out
+    for (int i = 0; i < count; ++i) {
+        const Qol32s x = Qol32s{p.coefficients[i]} * weights[static_cast<std::size_t>(i)];
+        const Qol32s shifted = x << up;
+        lost |= (shifted >> up) ^ x;
+        // Rounded in two steps, so that there's no carry out of the word.
+        expanded[i] = static_cast<Qol16s>(std::min(((shifted >> 15) + 1) >> 1, 32767));
+    }
+    if (lost != 0) {
+        return false;
     }
     std::copy_n(expanded, weights.size(), filter);
     return true;

@@ -57,7 +57,7 @@ void correlate(const Encoder& e, const Qol16s* weighted, const Qol16s* zeroInput
     const int up = normVector(target, kVector, 16);
     const int exponent = 2 + inverse.exponent - 15 + up;
     for (Qol16s& t : target) {
-        t = scaleUp<Qol16s>(t, up);
+        t = static_cast<Qol16s>(t << up);
     }
     for (int j = 0; j < kVector; ++j) {
         Qol64s sum = 0;
