@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// G.728: the search of 128 shapes against its definition, the encoder against real time.
+// G.728: the search of 128 shapes against its definition, both coders against real time.
 #include "codecs/g728/g728.h"
 #include "g728/search.h"
 #include "kit/data.h"
@@ -94,6 +94,22 @@ void encoder(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * codec::kVector);
 }
 BENCHMARK(encoder);
+
+/// With the post-filter.
+void decoder(benchmark::State& state) {
+    const auto codes = readWords("g728/sequences/cw5.bin");
+    void* coder = codec::openDecoder(codec::kRate16, true);
+    std::size_t at = 0;
+    for (auto _ : state) {
+        Qol16s pcm[codec::kVector];
+        codec::decodeVector(coder, codes[at], pcm);
+        benchmark::DoNotOptimize(pcm);
+        at = at + 1 < codes.size() ? at + 1 : 0;
+    }
+    codec::closeDecoder(coder);
+    state.SetItemsProcessed(state.iterations() * codec::kVector);
+}
+BENCHMARK(decoder);
 
 } // namespace
 

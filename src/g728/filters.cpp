@@ -3,6 +3,7 @@
 // 9, 10, 22 and 32).
 #include "g728/filters.h"
 
+#include "common/kernels.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
 #include "vector/simd.h"
@@ -82,16 +83,13 @@ simd::i128 taps(const Newest& h, const Qol16s* c) {
     constexpr int kBytes = 2 * K;
     const simd::i128 first = _mm_alignr_epi8(h.high, h.low, kBytes),
                      second = _mm_alignr_epi8(h.high, h.low, kBytes + 2);
-    Qol32s pair;
-    std::memcpy(&pair, c + K - 1, sizeof pair);
-    return simd::maddPairs(_mm_unpacklo_epi16(first, second), simd::splat32(pair));
+    return simd::maddPairs(_mm_unpacklo_epi16(first, second), splatPair(c + K - 1));
 }
 
-/// The ten products of output 0, which has none of the new samples behind it.
-simd::i128 pairAt(const Qol16s* p) {
-    Qol32s pair;
-    std::memcpy(&pair, p, sizeof pair);
-    return _mm_cvtsi32_si128(pair);
+/// The last two products of output 0, which has none of the new samples behind it.
+simd::i128 lastTaps(const Qol16s* samples, const Qol16s* c) {
+    const simd::i128 one = _mm_cvtsi32_si128(-1);
+    return simd::maddPairs(_mm_and_si128(splatPair(samples + 8), one), splatPair(c + 8));
 }
 
 } // namespace
@@ -123,9 +121,9 @@ bool ownIIRLanes_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, PoleZeroMemor
     subPairs(later, taps<9>(out, d));
     WideSum first;
     addPairs(first, maddPairs(c0, load(memory.in)));
-    addPairs(first, maddPairs(pairAt(c + 8), pairAt(memory.in + 8)));
+    addPairs(first, lastTaps(memory.in, c));
     subPairs(first, maddPairs(load(d), load(memory.out)));
-    subPairs(first, maddPairs(pairAt(d + 8), pairAt(memory.out + 8)));
+    subPairs(first, lastTaps(memory.out, d));
     Qol64s sums[4], parts[4]; // sums of outputs 4 to 1
     storeSums(sums, later);
     storeSums(parts, first);

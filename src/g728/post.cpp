@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Post-filter and its adapter (ITU-T G.728 4.6, 4.7, Annex G, blocks 71 to 77, 81 and 82).
+#include "common/kernels.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
 #include "g728/g728.h"
@@ -28,14 +29,6 @@ constexpr int kUnity = 16384;       ///< 1 in Q14
 constexpr int kSmooth = 16220;      ///< 0.99 in Q14
 constexpr int kSmoothInput = 20972; ///< 0.01 in Q21
 
-Qol64s product(const Qol16s* x, const Qol16s* y, int n) {
-    Qol64s s = 0;
-    for (int i = 0; i < n; ++i) {
-        s += Qol32s{x[i]} * y[i];
-    }
-    return s;
-}
-
 struct Peak {
     int lag;
     Qol64s value;
@@ -43,9 +36,9 @@ struct Peak {
 
 /// First largest correlation of the n samples at x with those before; low is at most high.
 Peak peakOf(const Qol16s* x, int n, int low, int high) {
-    Peak best{low, product(x, x - low, n)};
+    Peak best{low, dotExact(x, x - low, n)};
     for (int lag = low + 1; lag <= high; ++lag) {
-        const Qol64s c = product(x, x - lag, n);
+        const Qol64s c = dotExact(x, x - lag, n);
         if (c > best.value) {
             best = {lag, c};
         }
@@ -77,7 +70,7 @@ void decimate(AdapterState& state, const Qol16s* newest) {
 /// True when the peak near the pitch before carries enough of its energy to stay with it.
 bool staysNear(const Qol16s* x, const Peak& far, const Peak& near) {
     const auto energyAt = [x](int lag) {
-        return Qol64s{saturate32(product(x - lag, x - lag, kFineSamples))};
+        return Qol64s{saturate32(dotExact(x - lag, x - lag, kFineSamples))};
     };
     const Qol64s e1 = energyAt(far.lag), e2 = energyAt(near.lag);
     const int s = normBits(std::max(e1, e2), 32);

@@ -2,9 +2,10 @@
 // Hybrid window of the backward analyses: recursive tail and non-recursive part (ITU-T G.728 Annex
 // A and G, blocks 36, 43 and 49).
 #include "g728/window.h"
+
+#include "common/kernels.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
-#include "g728/g728.h"
 #include "vector/simd.h"
 
 namespace qolsc {
@@ -137,9 +138,6 @@ simd::i128 windowEight(const HybridSpan& s, int at, const LaneShifts& shifts) {
                      rounded(_mm_unpackhi_epi16(low, high)));
 }
 
-/// 0 at element 0 to 7 of the eight words from kFrom + 8 - element on, and behind it -1.
-constexpr Qol16s kFrom[16] = {0, 0, 0, 0, 0, 0, 0, 0, -1, -1, -1, -1, -1, -1, -1, -1};
-
 /// Places from `at` to before `end`, and up to seven more, which are to be written later. The last
 /// eight of the span keep what stands before `at`.
 inline void windowPlaces(const HybridSpan& s, int at, int end, const LaneShifts& shifts,
@@ -151,7 +149,7 @@ inline void windowPlaces(const HybridSpan& s, int at, int end, const LaneShifts&
     }
     if (at < end) {
         store(out + last, _mm_blendv_epi8(load(out + last), windowEight(s, last, shifts),
-                                          load(kFrom + 8 - (at - last))));
+                                          lastMask(s.length - at)));
     }
 }
 
