@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Real speech through every codec of the library: decoded WAV files and report pages in out/, figures on the screen.
+# Real speech through every codec of the library, and its echo through the cancellers: WAV files and report pages in out/, figures on the screen.
 # Runs on a bare Debian 12 as root or with sudo; installs what it needs.
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -33,5 +33,18 @@ while read -r codec rate _; do
     "$(figure 'log-spectral distance')" "$(figure speed)"
   echo "<li><a href=\"$codec.html\">$codec</a>" >>"$page"
 done < <("$qolsc" codecs | tail -n +2)
+echo '</ul><h1>Echo cancellers</h1><p>Speech in a room of 60 ms with noise; a talker at the near end from 10 s on, and at
+18 s the loudspeaker is moved.<ul>' >>"$page"
+
+# A conference: one prompt comes from the loudspeaker, another is spoken at the microphone.
+far=$speech_8000
+talk=/usr/share/asterisk/sounds/en_US_f_Allison/vm-instructions.wav
+"$qolsc" aec-scene --room 60 --noise -60 --talk "$talk" --talk-from 10 --change-at 18 "$far" out/aec-near.wav
+printf '\n%-16s %s\n' canceller 'near over output'
+for engine in subband subband-fixed subband-dt fullband; do
+  figures=$("$qolsc" aec --engine "$engine" --report "out/aec-$engine.html" "$far" out/aec-near.wav "out/aec-$engine.wav")
+  printf '%-16s %s\n' "$engine" "$(sed -n 's/^near over output  *//p' <<<"$figures")"
+  echo "<li><a href=\"aec-$engine.html\">$engine</a>" >>"$page"
+done
 echo '</ul>' >>"$page"
 echo "listen: out/speech-*.wav (originals), out/*.wav (decoded); look: $page"

@@ -156,8 +156,9 @@ int main(int argc, char** argv) {
     const std::string book = "librivox/sense_and_sensibility_01_austen_64kb-";
     const std::vector<std::string> chapters = {book + "0870", book + "0880", book + "0890",
                                                book + "0920", book + "0930"};
-    std::vector<Canceller> cancellers = {ours("subband"), ours("subband-fixed"), ours("subband-dt"),
-                                         ours("fullband"), ours("fullband-fixed")};
+    std::vector<Canceller> cancellers = {ours("subband"),    ours("subband-fixed"),
+                                         ours("subband-dt"), ours("subband", true),
+                                         ours("fullband"),   ours("fullband-fixed")};
 #ifdef QOLSC_HAVE_SPEEXDSP
     cancellers.push_back({"libspeexdsp", speex});
 #endif

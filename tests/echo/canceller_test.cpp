@@ -281,6 +281,31 @@ TEST(ToneDetector, FindsReversalsOfTheDisablingToneOnly) {
     }
 }
 
+TEST(ToneDetector, IsSilentOnDtmfAndSpeech) {
+    constexpr double low[] = {697, 770, 852, 941}, high[] = {1209, 1336, 1477, 1633};
+    const std::vector<Qol16s> speech = readWords("amrwb/sequences/speech.inp"); // 16 kHz
+    ASSERT_GT(speech.size(), 90000u);
+    for (const int rate : {8000, 16000}) {
+        std::vector<Qol16s> x;
+        for (int digit = 0; digit < 64; ++digit) { // 50 to 113 ms, pauses of 120 to 57 ms
+            const double a = low[digit % 4], b = high[digit / 4 % 4];
+            for (int n = 0; n < rate * (50 + digit) / 1000; ++n) {
+                const double t = 2 * std::numbers::pi * n / rate;
+                x.push_back(static_cast<Qol16s>(8000 * std::sin(a * t) + 10000 * std::sin(b * t)));
+            }
+            x.insert(x.end(), static_cast<std::size_t>(rate * (120 - digit) / 1000), Qol16s{0});
+        }
+        const std::size_t step = rate == 16000 ? 1 : 2;
+        for (std::size_t n = 0; n + 1 < speech.size(); n += step) {
+            x.push_back(step == 1 ? speech[n]
+                                  : static_cast<Qol16s>((speech[n] + speech[n + 1]) / 2));
+        }
+        const Found found = detect(x, rate, 80);
+        EXPECT_EQ(found.fixed, 0) << rate;
+        EXPECT_EQ(found.floating, 0) << rate;
+    }
+}
+
 TEST(ToneDetector, CountsReportsPerCallWhileTheToneGoesOn) {
     // Reversals at 0.45, 0.9, 1.35 and 1.8 s: all but the first report.
     const Found found = detect(reversedTone(8000, 2.1, 0.45, 8000), 8000, 1);

@@ -99,6 +99,32 @@ TEST_F(Program, badInputIsOneLineAndNonZero) {
     EXPECT_FALSE(std::filesystem::exists(at("out"))) << "an error leaves no output";
 }
 
+TEST_F(Program, cancellerAndScene) {
+    expectSilentSuccess("qolsc aec-scene --talk in.wav --talk-from 0.4 --change-at 0.7 --noise -60 "
+                        "--echo echo.wav in.wav near.wav");
+    EXPECT_EQ(readAudio(at("near.wav")).samples.size(), speech.size());
+    EXPECT_EQ(readAudio(at("echo.wav")).samples.size(), speech.size());
+    const Result result = run("qolsc aec in.wav near.wav out.wav --economy --report page.html");
+    EXPECT_EQ(result.code, 0);
+    EXPECT_NE(result.out.find("near over output"), std::string::npos);
+    EXPECT_EQ(readAudio(at("out.wav")).samples.size(), speech.size());
+    const std::string page = text("page.html");
+    for (const char* part :
+         {"Far end", "Near end with echo", "Output", "Echo return loss enhancement", "Step size",
+          "factor of the controller", "double talk", "disabled by a tone"}) {
+        EXPECT_NE(page.find(part), std::string::npos) << part;
+    }
+    expectError("qolsc aec --engine best in.wav near.wav x.wav", {"best", "subband-dt"});
+    expectError("qolsc aec --rate 11025 in.wav near.wav x.wav", {"--rate", "16000"});
+    expectError("qolsc aec --tail 0 in.wav near.wav x.wav", {"--tail", "700"});
+    expectError("qolsc aec --rate 16000 in.wav near.wav x.wav", {"in.wav", "8000 Hz"});
+    expectError("qolsc aec in.wav missing.wav x.wav", {"missing.wav"});
+    expectError("qolsc aec in.wav near.wav nowhere/x.wav", {"nowhere/x.wav"});
+    expectError("qolsc aec-scene --room 0 in.wav x.wav", {"--room"});
+    expectError("qolsc aec-scene --rate 7 in.wav x.wav", {"--rate"});
+    EXPECT_FALSE(std::filesystem::exists(at("x.wav")));
+}
+
 TEST_F(Program, wrongRateTellsHowToConvert) {
     writeAudio(at("wide.wav"), speech, 16000);
     expectError("qolsc encode --codec g726-32 wide.wav out",

@@ -26,6 +26,9 @@ constexpr double kChance = 0.3;
 constexpr double kRegularisation = 1e-2;
 constexpr double kSaveEvery = 0.25; // s
 constexpr double kPowerFloor = 1e5; // bands of less power tell nothing of changes
+/// A far end below this power, times frames and bands of the filter, is silent: nothing adapts, and
+/// noise isn't taken for talk when it begins to speak.
+constexpr double kSilence = 1e4;
 
 /// Squared correlation over both powers.
 double share(double square, double a, double b) { return square / (a * b + 1); }
@@ -64,8 +67,9 @@ void Adaptation::observe(const BandFrame& frame) {
 void Adaptation::decide() {
     double reversed = 0, explained = 0;
     std::size_t heard = 0, louder = 0;
+    const double floor = kSilence * segments_ * static_cast<double>(bands_.size());
     for (const BandControl& b : bands_) {
-        louder += b.error > kTalkRatio * b.misalignment * b.power;
+        louder += b.power > floor && b.error > kTalkRatio * b.misalignment * b.power;
         explained +=
             b.gapInFixed.real() > 0 ? share(std::norm(b.gapInFixed), b.gap, b.slowFixedError) : 0;
         if (b.echo > kPowerFloor) {
