@@ -40,10 +40,10 @@ echo '</ul><h1>Echo cancellers</h1><p>Speech in a room of 60 ms with noise; a ta
 far=$speech_8000
 talk=/usr/share/asterisk/sounds/en_US_f_Allison/vm-instructions.wav
 "$qolsc" aec-scene --room 60 --noise -60 --talk "$talk" --talk-from 10 --change-at 18 "$far" out/aec-near.wav
-printf '\n%-16s %s\n' canceller 'near over output'
+printf '\n%-16s %s\n' canceller 'echo return loss enhancement'
 for engine in subband subband-fixed subband-dt fullband; do
   figures=$("$qolsc" aec --engine "$engine" --report "out/aec-$engine.html" "$far" out/aec-near.wav "out/aec-$engine.wav")
-  printf '%-16s %s\n' "$engine" "$(sed -n 's/^near over output  *//p' <<<"$figures")"
+  printf '%-16s %s\n' "$engine" "$(sed -n 's/^ERLE  *//p' <<<"$figures")"
   echo "<li><a href=\"aec-$engine.html\">$engine</a>" >>"$page"
 done
 echo '</ul>' >>"$page"

@@ -7,6 +7,7 @@
 #include "files.h"
 #include "report.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -24,6 +25,19 @@ struct Options {
 };
 
 using Figures = std::vector<std::vector<std::string>>;
+
+/// Median over blocks of 100 ms: what it is while the near end is silent most of the time.
+double medianErle(std::span<const std::int16_t> near, std::span<const std::int16_t> output,
+                  int rate) {
+    std::vector<double> values = erle(near, output, rate / 10);
+    std::erase_if(values, [](double v) { return std::isnan(v); });
+    if (values.empty()) {
+        return 0;
+    }
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
 
 double decibels(std::span<const std::int16_t> before, std::span<const std::int16_t> after) {
     double a = 0, b = 0;
@@ -67,7 +81,7 @@ Page pageOf(const Options& options, const Figures& figures, const Audio& far, co
                                 {"double talk", trace.doubleTalk},
                                 {"disabled by a tone", trace.disabled}},
                                0,
-                               1.05});
+                               1.6}); // room for the names
     return page;
 }
 
@@ -99,6 +113,8 @@ void run(Options options) {
         {"near over output", shown(decibels(before, after), 1) + " dB, second half " +
                                  shown(decibels(before.subspan(half), after.subspan(half)), 1) +
                                  " dB"},
+        {"ERLE", "median " + shown(medianErle(before, after, settings.rate), 1) +
+                     " dB of the blocks of 100 ms that aren't silent"},
         {"speed", shown(duration / std::max(seconds, 1e-9), 0) + " x real time"}};
     for (const auto& figure : figures) {
         std::fprintf(options.out == "-" ? stderr : stdout, "%-18s %s\n", figure[0].c_str(),

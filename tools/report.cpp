@@ -268,7 +268,7 @@ void addLinePlot(Page& page, const LinePlot& plot) {
                            s);
         if (plot.series.size() > 1) {
             page.body +=
-                format("<text x='%d' y='%d' text-anchor='end' fill='%s'>", kLeft + kWidth - 6,
+                format("<text x='%d' y='%d' text-anchor='end' style='fill:%s'>", kLeft + kWidth - 6,
                        kTop + 15 + 15 * static_cast<int>(s), kColours[s % kColours.size()]) +
                 escaped(plot.series[s].name) + "</text>";
         }

@@ -14,10 +14,12 @@ namespace qolsc::tools {
 namespace {
 
 constexpr double kFast = 0.03, kSlow = 0.1; // s
+/// The noise is the least error, which is forgotten by a factor of e in this time.
+constexpr double kNoiseRise = 3;            // s
 constexpr double kLeastMisalignment = 1e-4; // of the whole filter
 /// Share of the theoretical progress for white input that is believed.
 constexpr double kProgress = 0.5;
-/// An error so far above the expected one, in so many bands, is near-end talk.
+/// An error so far above echo and noise that are expected, in so many bands, is near-end talk.
 constexpr double kTalkRatio = 8, kTalkBands = 0.25, kHangover = 0.1, kTalkSlowDown = 0.02;
 /// Mean shares above which the path has changed, resp. the filters' difference is to be believed.
 constexpr double kReversed = 0.3, kExplained = 0.12, kExplainedInTalk = 0.25;
@@ -37,8 +39,8 @@ double share(double square, double a, double b) { return square / (a * b + 1); }
 
 Adaptation::Adaptation(int bands, int segments, double frameSeconds, bool twoRows)
     : segments_(segments), frameSeconds_(frameSeconds), fast_(1 - std::exp(-frameSeconds / kFast)),
-      slow_(1 - std::exp(-frameSeconds / kSlow)), twoRows_(twoRows),
-      bands_(static_cast<std::size_t>(bands)), decisions_(bands_.size()) {
+      slow_(1 - std::exp(-frameSeconds / kSlow)), noiseRise_(std::exp(frameSeconds / kNoiseRise)),
+      twoRows_(twoRows), bands_(static_cast<std::size_t>(bands)), decisions_(bands_.size()) {
     for (BandControl& b : bands_) {
         b.misalignment = 1 / segments_;
     }
@@ -56,6 +58,7 @@ void Adaptation::observe(const BandFrame& frame) {
         b.error += fast_ * (std::norm(error) - b.error);
         b.slowPower += slow_ * (b.power - b.slowPower);
         b.slowError += slow_ * (std::norm(error) - b.slowError);
+        b.noise = std::min(b.slowError, b.noise * noiseRise_ + 1);
         b.slowFixedError += slow_ * (std::norm(fixedErr) - b.slowFixedError);
         b.echo += slow_ * (std::norm(echo) - b.echo);
         b.echoInError += slow_ * (std::real(error * std::conj(echo)) - b.echoInError);
@@ -69,7 +72,7 @@ void Adaptation::decide() {
     std::size_t heard = 0, louder = 0;
     const double floor = kSilence * segments_ * static_cast<double>(bands_.size());
     for (const BandControl& b : bands_) {
-        louder += b.power > floor && b.error > kTalkRatio * b.misalignment * b.power;
+        louder += b.power > floor && b.error > kTalkRatio * (b.misalignment * b.power + b.noise);
         explained +=
             b.gapInFixed.real() > 0 ? share(std::norm(b.gapInFixed), b.gap, b.slowFixedError) : 0;
         if (b.echo > kPowerFloor) {

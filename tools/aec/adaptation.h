@@ -27,6 +27,7 @@ struct BandControl {
     Complex lag = 0;         ///< correlation of the far end with itself a frame ago, same length
     Complex errorBefore = 0; ///< what the last update has left of the last frame's error
     double error = 0;        ///< adaptive error's power over 30 ms
+    double noise = 0;        ///< the least of it lately
     // Means over 100 ms:
     double slowPower = 0, slowError = 0, slowFixedError = 0;
     double echo = 0;        ///< power of the adaptive filter's echo
@@ -56,7 +57,7 @@ private:
     void decide();
     void step(const BandFrame& frame);
 
-    double segments_, frameSeconds_, fast_, slow_;
+    double segments_, frameSeconds_, fast_, slow_, noiseRise_;
     bool twoRows_;
     std::vector<BandControl> bands_;
     std::vector<BandDecision> decisions_;

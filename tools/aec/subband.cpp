@@ -317,21 +317,27 @@ struct SubbandFixed : Filters<Qol32sc> {
         return gain_Q15 / 32767.0;
     }
 
-    /// Controller with double talk. The reference level is 2^9 times the near end's power, the
-    /// frame's level the error's: the controller's marks then lie at 12 dB (save when long below,
-    /// restore when long above), 3 dB (save now and then) and 33 dB (save at once) of echo return
-    /// loss enhancement. What it takes for talk may be a changed path; it may hold the coefficients
-    /// then only as long as the adaptation sees talk as well.
+    /// Controller with double talk. The reference level is 2^7 times the near end's power, the
+    /// frame's level the error's: the controller's marks then lie at 9 dB (save now and then) and
+    /// 18 dB of echo return loss enhancement (restore when it has been less for long and the fixed
+    /// filter is better). The frame's level is kept off the marks beyond, where the controller
+    /// would save in every frame, also in the first ones of talk, or restore in every frame, also
+    /// when the path has changed. What it takes for talk may hold the coefficients only as long as
+    /// the adaptation sees talk as well.
     void controlDoubleTalk() {
+        constexpr int kSaveAlwaysAfter = 100;
         Qol32s lowBands = 0, result = 0;
         aecCheck(qolsSubbandControllerDTUpdate_EC_16s(far.in(), near.data(), adaptiveErr.data(),
                                                       fixedSteps.data(), &doubleTalk, &lowBands, 0,
                                                       dt()));
         update();
-        Qol64s level = powerOf(near) * 512;
-        aecCheck(qolsSubbandControllerDT_EC_16s(
-            adaptiveErr.data(), fixedErr.data(), adaptive.inOut(), fixed.inOut(), &level, &result,
-            powerOf(adaptiveErr), 1, adaptation.doubleTalk() ? 0 : 1, 0, dt()));
+        Qol64s level = powerOf(near) * 128;
+        frames = (frames + 1) % (kSaveAlwaysAfter / 2);
+        const Qol64s now =
+            frames == 0 ? level >> 9 : std::clamp(powerOf(adaptiveErr), level >> 17, level >> 8);
+        aecCheck(qolsSubbandControllerDT_EC_16s(adaptiveErr.data(), fixedErr.data(),
+                                                adaptive.inOut(), fixed.inOut(), &level, &result,
+                                                now, 1, adaptation.doubleTalk() ? 0 : 1, 0, dt()));
     }
 
     AecFrame run(const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
@@ -358,6 +364,7 @@ struct SubbandFixed : Filters<Qol32sc> {
     AecMemory controller;
     std::vector<QolStepSize_EC> fixedSteps;
     Qol32s doubleTalk = 0;
+    int frames = 0;
 };
 
 template <typename Engine, typename... Args>
