@@ -160,7 +160,7 @@ QolStatus qolsDecomposeMLTToDCT_G7221_16s(const Qol16s* pSrc, Qol16s* pMem, Qol1
 QolStatus qolsDecomposeMLTToDCT_G722_16s(const Qol16s* pSrc, Qol16s* pMem,
                                          Qol16s* pDst) QOL_NOEXCEPT;
 
-/** Forward DCT of type IV in integer steps; the 320-point form adds its bias first.
+/** Forward DCT of type IV in integer steps (G.722.1 clause 3.1); the 320-point form adds its bias first.
  *  @param[in]  pSrc  len elements
  *  @param[out] pDst  len elements; may be pSrc
  *  @param[in]  len   320 or 640
@@ -173,7 +173,7 @@ QolStatus qolsDCTFwd_G7221_16s(const Qol16s* pSrc, Qol16s* pDst, Qol32s len) QOL
  *  @return qolStsNoErr; qolStsNullPtrErr */
 QolStatus qolsDCTFwd_G722_16s(const Qol16s* pSrc, Qol16s* pDst) QOL_NOEXCEPT;
 
-/** Inverse DCT of type IV with the standard's dither; the 320-point form adds its bias last.
+/** Inverse DCT of type IV with the standard's dither (G.722.1 clause 4.6); the 320-point form adds its bias last.
  *  @param[in]  pSrc  len elements
  *  @param[out] pDst  len elements; may be pSrc
  *  @param[in]  len   320 or 640

@@ -762,8 +762,8 @@ QolStatus qolsHighPassFilterSize_G729(int* pSize) QOL_NOEXCEPT;
  *  @return qolStsNoErr; qolStsNullPtrErr */
 QolStatus qolsHighPassFilterInit_G729(const Qol16s* pCoeffs, Qol8u* pState) QOL_NOEXCEPT;
 
-/** y[n] = b0 x[n] + b1 x[n-1] + b2 x[n-2] + a1 y[n-1] + a2 y[n-2], past outputs in double
- * precision; in place.
+/** High-pass of input (§3.1) and output (§4.2.5): y[n] = b0 x[n] + b1 x[n-1] + b2 x[n-2] +
+ * a1 y[n-1] + a2 y[n-2], past outputs in double precision; in place.
  *  @param[in,out] pSrcDst      len samples
  *  @param[in]     len          at least 1
  *  @param[in]     scaleFactor  Q format of the coefficients, 12 or 13
@@ -773,9 +773,9 @@ QolStatus qolsHighPassFilterInit_G729(const Qol16s* pCoeffs, Qol8u* pState) QOL_
 QolStatus qolsHighPassFilter_G729_16s_ISfs(Qol16s* pSrcDst, int len, int scaleFactor,
                                            Qol8u* pState) QOL_NOEXCEPT;
 
-/** Tenth-order pole-zero filter over 40 samples. Rounds once for each sample; the recursion feeds
- * on the saturated output. For a bit-exact weighting filter of the coder run a residual and a
- * synthesis filter instead, which round in between.
+/** Tenth-order pole-zero filter over 40 samples, the form of the weighting filter (§3.3). Rounds
+ * once for each sample; the recursion feeds on the saturated output. For a bit-exact weighting
+ * filter of the coder run a residual and a synthesis filter instead, which round in between.
  *  @param[in]     pCoeffs  22, Q12: b[0..10], then a[0..10] (a[0] is not used)
  *  @param[in]     pSrc     40
  *  @param[out]    pDst     40; may be pSrc
@@ -794,7 +794,7 @@ QolStatus qolsIIR16s_G729_16s(const Qol16s* pCoeffs, const Qol16s* pSrc, Qol16s*
 QolStatus qolsIIR16sLow_G729_16s(const Qol16s* pCoeffs, const Qol16s* pSrc, Qol16s* pDst,
                                  Qol16s* pMem) QOL_NOEXCEPT;
 
-/** LP residual: y[n] = sum of a[i] x[n-i], i = 0..10, rounded and saturated.
+/** LP residual (§3.3, §3.6): y[n] = sum of a[i] x[n-i], i = 0..10, rounded and saturated.
  *  @param[in]  pSrc     40 samples, with 10 samples of history in front
  *  @param[in]  pCoeffs  11, Q12
  *  @param[out] pDst     40
@@ -813,8 +813,8 @@ QolStatus qolsResidualFilter_G729_16s(const Qol16s* pSrc, const Qol16s* pCoeffs,
 QolStatus qolsResidualFilter_G729E_16s(const Qol16s* pCoeffs, int order, const Qol16s* pSrc,
                                        Qol16s* pDst, int len) QOL_NOEXCEPT;
 
-/** LP synthesis: y[n] = a[0] x[n] - sum of a[i] y[n-i], i = 1..order, rounded and saturated.
- * Nothing tells of a saturation.
+/** LP synthesis (§4.1.6): y[n] = a[0] x[n] - sum of a[i] y[n-i], i = 1..order, rounded and
+ * saturated. Nothing tells of a saturation.
  *  @param[in]  pCoeffs  order + 1, Q12
  *  @param[in]  order    at least 1
  *  @param[in]  pSrc     len
@@ -914,7 +914,7 @@ QolStatus qolsShortTermPostFilter_G729_16s(const Qol16s* pSrcLPC, const Qol16s* 
 QolStatus qolsTiltCompensation_G729_16s(const Qol16s* pSrcImpulseResponse,
                                         Qol16s* pSrcDst) QOL_NOEXCEPT;
 
-/** Tilt filter with a given reflection coefficient: (1 + mu z^-1) / (1 - |mu|), mu = 0.9 val for
+/** Tilt filter (§4.2.3) with a given reflection coefficient: (1 + mu z^-1) / (1 - |mu|), mu = 0.9 val for
  * val of 0 or less, else 0.2 val.
  *  @param[in]  val   reflection coefficient, Q15
  *  @param[in]  pSrc  41: the sample before, then 40
@@ -961,7 +961,7 @@ QolStatus qolsGainControl_G729A_16s_I(const Qol16s* pSrc, Qol16s* pSrcDst,
 QolStatus qolsGainControl_G729_32f_I(Qol32f valGainFactor, Qol32f valGain, Qol32f* pSrcDst,
                                      Qol32f* pGainMem) QOL_NOEXCEPT;
 
-/** Pre-emphasis: y[n] = x[n] - val x[n-1], the product truncated, the difference saturated; in
+/** Pre-emphasis (§A.4.2.3): y[n] = x[n] - val x[n-1], the product truncated, the difference saturated; in
  * place.
  *  @param[in]     val      Q15
  *  @param[in,out] pSrcDst  len
@@ -1043,7 +1043,7 @@ QolStatus qolsWinHybridInit_G729E_16s(Qol8u* pState) QOL_NOEXCEPT;
  *  @return qolStsNoErr; qolStsNullPtrErr */
 QolStatus qolsWinHybridInit_G729E_32f(Qol8u* pState) QOL_NOEXCEPT;
 
-/** Autocorrelation of order 30 of past synthesised speech under the hybrid window, once a frame.
+/** Annex E, backward analysis: autocorrelation of order 30 of past speech, once a frame.
  *  @param[in]     pSrc    the last 145 samples, oldest first
  *  @param[out]    pDst    31 lags, at most 0x3FFFFFFF
  *  @param[in,out] pState  124 bytes
