@@ -31,12 +31,27 @@ Words readWords(const std::filesystem::path& path) {
     return words;
 }
 
+/// First place where they differ, or where the shorter one ends.
 template <typename T>
-void compare(const std::vector<T>& got, const std::vector<T>& want, Outcome& outcome,
-             std::size_t& at) {
-    const auto [g, w] = std::mismatch(got.begin(), got.end(), want.begin(), want.end());
-    outcome.exact = g == got.end() && w == want.end();
-    at = static_cast<std::size_t>(g - got.begin());
+std::size_t firstDifference(const std::vector<T>& got, const std::vector<T>& want) {
+    return static_cast<std::size_t>(
+        std::mismatch(got.begin(), got.end(), want.begin(), want.end()).first - got.begin());
+}
+
+/// What came of a coder whose frames begin at the starts.
+template <typename T>
+Outcome outcomeOf(const std::vector<T>& got, const std::vector<T>& want,
+                  const std::vector<std::size_t>& starts, const char* unit) {
+    Outcome outcome{.frames = starts.size(), .exact = got == want, .unit = unit};
+    if (!outcome.exact) {
+        outcome.place = firstDifference(got, want);
+        const auto next = std::upper_bound(starts.begin(), starts.end(), outcome.place);
+        if (next != starts.begin()) { // else it is the stream's header that differs
+            outcome.frame = static_cast<std::size_t>(next - starts.begin()) - 1;
+            outcome.place -= starts[outcome.frame];
+        }
+    }
+    return outcome;
 }
 
 // ---- encoders ----
@@ -128,18 +143,7 @@ Outcome runEncoder(const Sequence& s, const Codec& codec) {
     const Words rates = s.rates.empty() ? Words{} : readWords(s.rates);
     const Octets got =
         encodeWords(*s.rule, codec, encoder.get(), encoderInput(*s.rule, s.input), rates, starts);
-    Outcome outcome;
-    outcome.frames = starts.size();
-    outcome.unit = "octet";
-    std::size_t at = 0;
-    compare(got, readFile(s.expected), outcome, at);
-    if (!outcome.exact) {
-        const auto next = std::upper_bound(starts.begin(), starts.end(), at);
-        outcome.frame =
-            next == starts.begin() ? 0 : static_cast<std::size_t>(next - starts.begin()) - 1;
-        outcome.place = at - (starts.empty() || at < starts[0] ? 0 : starts[outcome.frame]);
-    }
-    return outcome;
+    return outcomeOf(got, readFile(s.expected), starts, "octet");
 }
 
 // ---- decoders ----
@@ -167,16 +171,7 @@ Outcome runDecoder(const Sequence& s, const Codec& codec) {
         starts.clear();
     }
     const Words got = decodeStream(s, codec, decoder.get(), s.input, starts);
-    Outcome outcome;
-    outcome.frames = starts.size();
-    std::size_t at = 0;
-    compare(got, readWords(s.expected), outcome, at);
-    if (!outcome.exact && !starts.empty()) {
-        const auto next = std::upper_bound(starts.begin(), starts.end(), at);
-        outcome.frame = static_cast<std::size_t>(next - starts.begin()) - 1;
-        outcome.place = at - starts[outcome.frame];
-    }
-    return outcome;
+    return outcomeOf(got, readWords(s.expected), starts, "sample");
 }
 
 // ---- G.722 without its filters (Appendix II) ----
@@ -207,10 +202,10 @@ Outcome runSubBand(const Sequence& s) {
             word = static_cast<std::int16_t>(pair[s.rule->task == Task::subBandLow ? 0 : 1] * 2);
         }
     }
-    Outcome outcome;
-    outcome.frames = words.size(); // a frame is a word here
-    compare(words, readWords(s.expected), outcome, outcome.frame);
-    return outcome;
+    const Words want = readWords(s.expected);
+    return {.frames = words.size(), // a frame is a word here
+            .exact = words == want,
+            .frame = firstDifference(words, want)};
 }
 
 } // namespace
