@@ -19,6 +19,7 @@ extern "C" {
 }
 #endif
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -41,10 +42,11 @@ Ends ends(int rate) {
     return e;
 }
 
-void runEngine(benchmark::State& st, AecRunner (*make)(const AecSettings&), int rate, int tailMs) {
-    const Ends e = ends(rate);
+void runEngine(benchmark::State& st, AecRunner (*make)(const AecSettings&),
+               const AecSettings& settings) {
+    const Ends e = ends(settings.rate);
     std::vector<Qol16s> out(e.near.size());
-    const AecRunner runner = make({.rate = rate, .tailMs = tailMs, .suppress = false});
+    const AecRunner runner = make(settings);
     const auto size = static_cast<std::size_t>(runner.frameSize);
     std::size_t samples = 0;
     for (auto _ : st) {
@@ -55,20 +57,166 @@ void runEngine(benchmark::State& st, AecRunner (*make)(const AecSettings&), int 
     }
     st.SetItemsProcessed(static_cast<std::int64_t>(samples));
 }
-void subbandFloat(benchmark::State& st) {
-    runEngine(st, makeSubbandFloat, static_cast<int>(st.range(0)), kTailMs);
+
+/// Arguments: rate, whether in the economical form: the library's windows, one row of adaptation.
+AecSettings subbandSettings(const benchmark::State& st) {
+    return {.rate = static_cast<int>(st.range(0)),
+            .tailMs = kTailMs,
+            .suppress = false,
+            .economy = st.range(1) != 0};
 }
-BENCHMARK(subbandFloat)->Arg(8000)->Arg(16000);
+void forms(benchmark::internal::Benchmark* b) {
+    b->Args({8000, 1})->Args({16000, 1})->Args({8000, 0})->Args({16000, 0});
+}
+void subbandFloat(benchmark::State& st) { runEngine(st, makeSubbandFloat, subbandSettings(st)); }
+BENCHMARK(subbandFloat)->Apply(forms);
 void subbandFixed(benchmark::State& st) {
     runEngine(
-        st, [](const AecSettings& s) { return makeSubbandFixed(s, false); },
-        static_cast<int>(st.range(0)), kTailMs);
+        st, [](const AecSettings& s) { return makeSubbandFixed(s, false); }, subbandSettings(st));
 }
-BENCHMARK(subbandFixed)->Arg(8000)->Arg(16000);
-void fullbandFloat(benchmark::State& st) { runEngine(st, makeFullbandFloat, 8000, 32); }
+BENCHMARK(subbandFixed)->Apply(forms);
+
+constexpr AecSettings kFullband{.rate = 8000, .tailMs = 32, .suppress = false};
+void fullbandFloat(benchmark::State& st) { runEngine(st, makeFullbandFloat, kFullband); }
 BENCHMARK(fullbandFloat);
-void fullbandFixed(benchmark::State& st) { runEngine(st, makeFullbandFixed, 8000, 32); }
+void fullbandFixed(benchmark::State& st) { runEngine(st, makeFullbandFixed, kFullband); }
 BENCHMARK(fullbandFixed);
+
+template <typename T>
+struct Rows {
+    std::vector<T> memory;
+    std::vector<T*> rows;
+    const T** in() const { return const_cast<const T**>(rows.data()); }
+    /// Lets the pointers show into this copy's memory.
+    void point(int bands) {
+        for (std::size_t j = 0; j < rows.size(); ++j) {
+            rows[j] = &memory[j * static_cast<std::size_t>(bands)];
+        }
+    }
+};
+template <typename T>
+Rows<T> rows(int taps, int bands, double amplitude) {
+    using Part = decltype(T{}.re);
+    Random r;
+    Rows<T> m;
+    for (int i = 0; i < taps * bands; ++i) {
+        m.memory.push_back({static_cast<Part>(uniformReal(r, -amplitude, amplitude)),
+                            static_cast<Part>(uniformReal(r, -amplitude, amplitude))});
+    }
+    for (int j = 0; j < taps; ++j) {
+        m.rows.push_back(&m.memory[static_cast<std::size_t>(j * bands)]);
+    }
+    return m;
+}
+
+/// The sub-band exports of one arithmetic.
+struct FloatCalls {
+    using Number = Qol32fc;
+    using Sample = Qol32f;
+    using Step = Qol64f;
+    using Gain = Qol32f;
+    using Bank = QolsSubbandProcessState_32f;
+    using Controller = QolsSubbandControllerState_EC_32f;
+    static constexpr auto bankSize = qolsSubbandProcessGetSize_32f;
+    static constexpr auto bankInit = qolsSubbandProcessInit_32f;
+    static constexpr auto controllerSize = qolsSubbandControllerGetSize_EC_32f;
+    static constexpr auto controllerInit = qolsSubbandControllerInit_EC_32f;
+    static constexpr auto steps = qolsSubbandControllerUpdate_EC_32f;
+    static constexpr auto control = qolsSubbandController_EC_32f;
+    static constexpr auto analysis = qolsSubbandAnalysis_32f32fc;
+    static constexpr auto synthesis = qolsSubbandSynthesis_32fc32f;
+    static constexpr auto filter = qolsFIRSubband_EC_32fc;
+    static constexpr auto update = qolsFIRSubbandCoeffUpdate_EC_32fc_I;
+};
+struct FixedCalls {
+    using Number = Qol32sc;
+    using Sample = Qol16s;
+    using Step = QolStepSize_EC;
+    using Gain = Qol16s;
+    using Bank = QolsSubbandProcessState_16s;
+    using Controller = QolsSubbandControllerState_EC_16s;
+    static constexpr int kCoefQ = 18;
+    static constexpr auto bankSize = qolsSubbandProcessGetSize_16s;
+    static constexpr auto bankInit = qolsSubbandProcessInit_16s;
+    static constexpr auto controllerSize = qolsSubbandControllerGetSize_EC_16s;
+    static constexpr auto controllerInit = qolsSubbandControllerInit_EC_16s;
+    static constexpr auto steps = qolsSubbandControllerUpdate_EC_16s;
+    static constexpr auto control = qolsSubbandController_EC_16s;
+    static QolStatus analysis(const Qol16s* x, Qol32sc* z, Bank* s, Qol8u* b) {
+        return qolsSubbandAnalysis_16s32sc_Sfs(x, z, s, 0, b);
+    }
+    static QolStatus synthesis(const Qol32sc* z, Qol16s* x, Bank* s, Qol8u* b) {
+        return qolsSubbandSynthesis_32sc16s_Sfs(z, x, s, 0, b);
+    }
+    static QolStatus filter(const Qol32sc** x, const Qol32sc** c, Qol32sc* y, int taps, int bands) {
+        return qolsFIRSubband_EC_32sc_Sfs(x, c, y, taps, bands, kCoefQ);
+    }
+    static QolStatus update(const QolStepSize_EC* s, const Qol32sc** x, const Qol32sc* e,
+                            Qol32sc** c, int taps, int bands) {
+        return qolsFIRSubbandCoeffUpdate_EC_32sc_I(s, x, e, c, taps, bands, kCoefQ);
+    }
+};
+
+/// The exports in their order and nothing else but the subtractions: what a canceller costs before
+/// anybody adds to it. Argument: rate.
+template <typename C>
+void exportsOnly(benchmark::State& st) {
+    const int rate = static_cast<int>(st.range(0)), low = rate == 8000;
+    const int order = low ? 5 : 6, hop = low ? 24 : 44, window = low ? 128 : 256;
+    const int bands = (1 << order) / 2 + 1, taps = (kTailMs * rate / 1000 + hop - 1) / hop;
+    Qol32s size = 0, init = 0, work = 0;
+    aecCheck(C::bankSize(order, window, &size, &init, &work));
+    AecMemory memory[3] = {AecMemory(size), AecMemory(size), AecMemory(size)}, scratch(work);
+    for (AecMemory& m : memory) {
+        aecCheck(C::bankInit(m.as<typename C::Bank>(), order, hop, window, nullptr, nullptr));
+    }
+    const auto bank = [&](int k) { return memory[k].as<typename C::Bank>(); };
+    auto* const b = scratch.as<Qol8u>();
+    aecCheck(C::controllerSize(bands, hop, taps, rate, &size));
+    AecMemory controllerMemory(size);
+    auto* const controller = controllerMemory.as<typename C::Controller>();
+    aecCheck(C::controllerInit(controller, bands, hop, taps, rate));
+
+    auto far = rows<typename C::Number>(taps, bands, 0), adaptive = far, fixed = far;
+    auto lines = rows<typename C::Number>(3, bands, 0);
+    adaptive.point(bands);
+    fixed.point(bands);
+    far.point(bands);
+    lines.point(bands);
+    auto *const near = lines.rows[0], *const adaptiveErr = lines.rows[1],
+                *const fixedErr = lines.rows[2];
+    std::vector<typename C::Step> steps(static_cast<std::size_t>(bands));
+    const Ends e = ends(rate);
+    const std::vector<typename C::Sample> x(e.far.begin(), e.far.end()),
+        d(e.near.begin(), e.near.end());
+    std::vector<typename C::Sample> y(x.size());
+    typename C::Gain gain = 0;
+    std::size_t samples = 0;
+    for (auto _ : st) {
+        for (std::size_t n = 0; n + static_cast<std::size_t>(hop) <= x.size();
+             n += static_cast<std::size_t>(hop)) {
+            std::rotate(far.rows.begin(), far.rows.end() - 1, far.rows.end());
+            C::analysis(&x[n], far.rows[0], bank(0), b);
+            C::analysis(&d[n], near, bank(1), b);
+            C::filter(far.in(), adaptive.in(), adaptiveErr, taps, bands);
+            C::filter(far.in(), fixed.in(), fixedErr, taps, bands);
+            for (int i = 0; i < bands; ++i) {
+                adaptiveErr[i] = {near[i].re - adaptiveErr[i].re, near[i].im - adaptiveErr[i].im};
+                fixedErr[i] = {near[i].re - fixedErr[i].re, near[i].im - fixedErr[i].im};
+            }
+            C::steps(far.rows[0], near, far.in(), fixedErr, steps.data(), controller);
+            C::update(steps.data(), far.in(), adaptiveErr, adaptive.rows.data(), taps, bands);
+            C::control(adaptiveErr, fixedErr, adaptive.rows.data(), fixed.rows.data(), &gain,
+                       controller);
+            C::synthesis(fixedErr, &y[n], bank(2), b);
+            samples += static_cast<std::size_t>(hop);
+        }
+        benchmark::DoNotOptimize(y.data());
+    }
+    st.SetItemsProcessed(static_cast<std::int64_t>(samples));
+}
+BENCHMARK(exportsOnly<FloatCalls>)->Arg(8000)->Arg(16000);
+BENCHMARK(exportsOnly<FixedCalls>)->Arg(8000)->Arg(16000);
 
 #ifdef QOLSC_HAVE_SPEEXDSP
 /// Arguments: rate, tail in samples.
@@ -147,27 +295,6 @@ BENCHMARK(toneSpandsp);
 
 /// Rows in the first-level cache. Arguments: bands, taps.
 void shapes(benchmark::internal::Benchmark* b) { b->Args({17, 43})->Args({33, 47})->Args({64, 8}); }
-
-template <typename T>
-struct Rows {
-    std::vector<T> memory;
-    std::vector<T*> rows;
-    const T** in() const { return const_cast<const T**>(rows.data()); }
-};
-template <typename T>
-Rows<T> rows(int taps, int bands, double amplitude) {
-    using Part = decltype(T{}.re);
-    Random r;
-    Rows<T> m;
-    for (int i = 0; i < taps * bands; ++i) {
-        m.memory.push_back({static_cast<Part>(uniformReal(r, -amplitude, amplitude)),
-                            static_cast<Part>(uniformReal(r, -amplitude, amplitude))});
-    }
-    for (int j = 0; j < taps; ++j) {
-        m.rows.push_back(&m.memory[static_cast<std::size_t>(j * bands)]);
-    }
-    return m;
-}
 
 /// A kernel on far-end rows, coefficients and one more row, which is output or error.
 template <typename T, typename Call>
