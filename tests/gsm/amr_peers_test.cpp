@@ -79,9 +79,9 @@ TEST_P(AmrPeer, MakesTheSameFramesAndSamples) {
     }
 }
 
-/// The file with frames taken out, one in `every` at random and a burst of twelve: no data there.
+/// The file with frames taken out, one in eight at random and all in from..to - 1: no data there.
 std::vector<std::uint8_t> withLosses(const Codec& codec, const std::vector<std::uint8_t>& file,
-                                     int every) {
+                                     int from, int to) {
     std::vector<std::uint8_t> out(file.begin(), file.begin() + kMagicOctets);
     std::span<const std::uint8_t> rest = std::span(file).subspan(kMagicOctets);
     Random r;
@@ -89,7 +89,7 @@ std::vector<std::uint8_t> withLosses(const Codec& codec, const std::vector<std::
     int n = 0;
     for (std::ptrdiff_t taken; (taken = formOf(codec, "file").readFrame(codec, rest, frame)) > 0;
          ++n) {
-        if ((n >= 100 && n < 112) || uniform(r, 1, every) == 1) {
+        if ((n >= from && n < to) || uniform(r, 1, 8) == 1) {
             out.push_back(15 << 3 | 4);
         } else {
             out.insert(out.end(), rest.begin(), rest.begin() + taken);
@@ -112,9 +112,23 @@ TEST_P(AmrPeer, ConcealsLostFramesAlike) {
         hum[i] = static_cast<Qol16s>(noise[i] / 64 + (i % 50 < 4 ? 700 : -60));
     }
     for (const auto& pcm : {speech, noise, hum}) {
-        const auto file = withLosses(codec, encodeAll(codec, pcm, {}), 8);
+        const auto file = withLosses(codec, encodeAll(codec, pcm, {}), 100, 112);
         EXPECT_EQ(firstDifference(decodeAll(codec, file, "file"), decodeByPeer(codec, file)), -1);
     }
+}
+
+// More than fifty frames without an update mute the comfort noise.
+TEST_P(AmrPeer, ConcealsLostUpdatesAlike) {
+    const Codec& codec = *tools::findCodec(kNames[GetParam()]);
+    tools::CodecSettings settings;
+    settings.dtx = true;
+    const auto file = withLosses(codec, encodeAll(codec, speechWithPause(), settings), 275, 350);
+    const auto ours = decodeAll(codec, file, "file");
+    EXPECT_EQ(firstDifference(ours, decodeByPeer(codec, file)), -1);
+    const auto loudest = [&](int from, int to) {
+        return *std::max_element(ours.begin() + from * 160, ours.begin() + to * 160);
+    };
+    EXPECT_LT(loudest(340, 350), loudest(280, 300) / 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, AmrPeer, testing::Range(0, 8),
