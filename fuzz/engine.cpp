@@ -38,8 +38,7 @@ struct Target {
 const std::vector<Target>& targets() {
     static const std::vector<Target> all = [] {
         std::vector<Target> t;
-        const std::filesystem::path dir =
-            std::filesystem::path(QOLSC_TEST_DATA) / kFuzzFamily;
+        const std::filesystem::path dir = std::filesystem::path(QOLSC_TEST_DATA) / kFuzzFamily;
         if (std::filesystem::exists(dir)) {
             for (const auto& set : findSets(dir)) {
                 for (const std::string& name : exportsOf(set)) {
@@ -57,6 +56,20 @@ const std::vector<Target>& targets() {
     std::abort();
 }
 
+/// The target's set, read once, with nothing left of earlier calls.
+Replay& freshSet(const Target& target) {
+    static std::map<const Target*, Replay> opened;
+    const auto [at, isNew] = opened.try_emplace(&target);
+    Replay& r = at->second;
+    if (isNew) {
+        r = openSet(target.set, target.name);
+    }
+    r.state.reset();
+    r.memory.clear();
+    r.kept.clear();
+    return r;
+}
+
 /// A few consecutive records of a set with bytes of their input arrays changed. Scalars stay:
 /// lengths and the like are the caller's word.
 void changedRecords(Input& in) {
@@ -64,7 +77,7 @@ void changedRecords(Input& in) {
         return;
     }
     const Target& target = targets()[take(in, 2) % targets().size()];
-    Replay r = openSet(target.set, target.name);
+    Replay& r = freshSet(target);
     const std::size_t cases = caseCount(r);
     std::size_t record = r.meta.value("sequence", false) ? 0 : take(in, 2) % cases;
     do {

@@ -139,20 +139,21 @@ int openLoopLag(OpenLoop& o, int start, int len) {
 Lag closedLoopLag(const Qol16s* e, const Qol16s* target, const Qol16s* h, const LagRange& range,
                   int mode, bool absolute) {
     Qol16s values[16 + 8];
-    normalisedCorrelations(e, target, h, range.least - 4, range.most + 4, values);
-    const Qol16s* v = values - (range.least - 4);
+    const int first = range.least - 4;
+    normalisedCorrelations(e, target, h, first, range.most + 4, values);
     int lag = range.least;
     for (int t = range.least + 1; t <= range.most; ++t) {
-        lag = v[t] >= v[lag] ? t : lag;
+        lag = values[t - first] >= values[lag - first] ? t : lag;
     }
     if (absolute && lag >= (isLowRate(mode) ? 92 : 160)) {
         return {lag, 0};
     }
     const int step = isLowRate(mode) || (absolute && lag >= 128) ? 2 : 1;
     int fraction = lag == range.least ? 0 : step == 2 ? -2 : -3;
-    Qol16s best = interpolated(v + lag, fraction);
+    const Qol16s* peak = values + (lag - first);
+    Qol16s best = interpolated(peak, fraction);
     for (int f = fraction + step; f <= 3; f += step) {
-        const Qol16s value = interpolated(v + lag, f);
+        const Qol16s value = interpolated(peak, f);
         if (value > best) {
             best = value;
             fraction = f;
