@@ -13,7 +13,7 @@ rm -rf "$out"
 mkdir -p "$work"
 
 git archive HEAD | tar -x -C "$work"
-(cd "$work" && dpkg-buildpackage --build=binary --no-sign -j"$(nproc)") >"$out/build.log" 2>&1 || { tail -30 "$out/build.log"; exit 1; }
+(cd "$work" && dpkg-buildpackage --build=binary --no-sign -j"$(nproc)") >"$out/build.log" 2>&1 || { tail -n 30 "$out/build.log"; exit 1; }
 ls "$out"/*.deb
 lintian --fail-on error --suppress-tags bad-distribution-in-changes-file "$out"/*.changes
 
@@ -23,7 +23,7 @@ mkdir "$root/debs" "$root/source"
 cp "$out"/*.deb "$root/debs"
 cp -r "$work/debian" "$work/docs" "$work/README.md" "$root/source"
 chroot "$root" sh -c 'apt-get update -qq && apt-get install -y -qq --no-install-recommends /debs/*.deb \
-    $(sed -n "s/^Depends: //p" /source/debian/tests/control | tr -d ,)' >"$out/install.log" 2>&1 || { tail -30 "$out/install.log"; exit 1; }
+    $(sed -n "s/^Depends: //p" /source/debian/tests/control | tr -d ,)' >"$out/install.log" 2>&1 || { tail -n 30 "$out/install.log"; exit 1; }
 for test in $(sed -n 's/^Tests: //p' debian/tests/control); do
   chroot "$root" sh -c "cd /source && sh debian/tests/$test"
   echo "package test $test: passed"
