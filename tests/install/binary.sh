@@ -31,6 +31,10 @@ for file in "$library" "$core"; do
   readelf -lW "$file" | grep 'GNU_STACK' | grep -q 'RWE' && wrong "$name has an executable stack"
   grep -q "SONAME.*$(sed 's/\..*//' <<<"$name").so.8.2" "$work/dynamic" || wrong "$name: SONAME"
 
+  # Before main runs the compiler's own start and, in libqolsce9, the initialiser that sets the flag: two addresses.
+  starts=$(size -A -d "$file" | awk '$1 == ".init_array" { print $2 / 8 }')
+  [ "${starts:-0}" -le 2 ] || wrong "$name has $starts initialisers that run at load time"
+
   # AVX is the ceiling: no fused multiply-add, no AVX-512, none of what came with AVX2 and BMI. Of the
   # integer instructions only moves between registers and memory have a 256-bit form in AVX. (What is shown as tzcnt is
   # the compiler's `rep bsf` for counts of values that aren't 0: the same on processors without BMI.)
