@@ -6,7 +6,7 @@
 #include "common/kernels.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
-#include "vector/simd.h"
+#include "g728/lanes.h"
 
 namespace qolsc {
 
@@ -46,19 +46,6 @@ void ownIIRPlain_G728(const Qol16s* c, const Qol16s* x, Qol16s* y, int len,
 
 namespace {
 
-/// Sums of products that need more than 32 bits: the lower words wrap, the upper bits of the pairs
-/// in units of 32 tell how often.
-struct WideSum {
-    simd::i128 low = simd::zero(), high = simd::zero();
-};
-void addPairs(WideSum& s, simd::i128 pairs) {
-    s.low = simd::add32(s.low, pairs);
-    s.high = simd::add32(s.high, _mm_srai_epi32(pairs, 5));
-}
-void subPairs(WideSum& s, simd::i128 pairs) {
-    s.low = simd::sub32(s.low, pairs);
-    s.high = simd::sub32(s.high, _mm_srai_epi32(pairs, 5));
-}
 /// All four lanes, exact.
 void storeSums(Qol64s* p, const WideSum& s) {
     using namespace simd;

@@ -5,7 +5,7 @@
 
 #include "entry/checks.h"
 #include "entry/entries.h"
-#include "vector/simd.h"
+#include "g728/lanes.h"
 
 namespace qolsc {
 
@@ -100,20 +100,13 @@ struct Solution {
     alignas(16) Qol16s backward[8 * kVectors];
 };
 
-/// The sum of products of the backward coefficients with the correlation from lag 1 on. The lower
-/// half wraps; the upper bits of the pairs, in units of 32, tell how often.
-struct PairSum {
-    simd::i128 low = simd::zero(), high = simd::zero();
-};
-void addPairs(PairSum& s, simd::i128 pairs) {
-    s.low = simd::add32(s.low, pairs);
-    s.high = simd::add32(s.high, _mm_srai_epi32(pairs, 5));
-}
+/// A sum over all lanes, in the same form.
 struct Sum {
     Qol32u low;
     Qol32s high;
 };
-Sum total(const PairSum& s) {
+/// Seven vectors at most.
+Sum total(const WideSum& s) {
     const simd::i128 two =
         simd::add32(_mm_unpacklo_epi32(s.low, s.high), _mm_unpackhi_epi32(s.low, s.high));
     const Qol64s both = _mm_cvtsi128_si64(simd::add32(two, _mm_unpackhi_epi64(two, two)));
@@ -141,7 +134,7 @@ bool updateVectors(const Solution& s, Solution& next, int order, const Factors& 
                    Sum& sum) {
     using namespace simd;
     i128 below = f.last;
-    PairSum pairs;
+    WideSum pairs;
     for (int v = 0; v < Vectors; ++v) {
         const i128 backward =
             addSat16(load(s.backward + 8 * v), _mm_mulhrs_epi16(load(s.forward + 8 * v), f.k));
@@ -191,7 +184,7 @@ bool updateLanes(const Solution& s, Solution& next, int order, const Factors& f,
 Sum openSolution(Solution& s, const Qol16s* a, int order, const Qol16s* r) {
     std::copy_n(a, order, s.forward);
     std::reverse_copy(a, a + order, s.backward);
-    PairSum pairs;
+    WideSum pairs;
     for (int i = 0; i < order; i += 8) {
         addPairs(pairs, simd::maddPairs(simd::load(s.backward + i), simd::load(r + i)));
     }
