@@ -52,10 +52,9 @@ void perFrame(benchmark::State& st) {
     st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(frames()));
 }
 
-// ---- GSM full rate ----
-
-void fullRateEncode(benchmark::State& st) {
-    const tools::Codec& codec = *tools::findCodec("gsmfr");
+/// The speech through a codec's encoder.
+void encodeSpeech(benchmark::State& st, const char* name) {
+    const tools::Codec& codec = *tools::findCodec(name);
     void* encoder = codec.openEncoder(codec, {});
     tools::Frame frame;
     for (auto _ : st) {
@@ -67,15 +66,15 @@ void fullRateEncode(benchmark::State& st) {
     codec.closeEncoder(encoder);
     perFrame(st);
 }
-BENCHMARK(fullRateEncode);
 
-void fullRateDecode(benchmark::State& st) {
-    const tools::Codec& codec = *tools::findCodec("gsmfr");
+/// Frames of a stream without its header through a codec's decoder.
+void decodeSpeech(benchmark::State& st, const char* name, const tools::StreamForm& form,
+                  std::span<const std::uint8_t> stream) {
+    const tools::Codec& codec = *tools::findCodec(name);
     void* decoder = codec.openDecoder(codec, {});
     std::vector<tools::Frame> in(frames());
-    std::span<const std::uint8_t> rest(coded());
     for (tools::Frame& f : in) {
-        rest = rest.subspan(static_cast<std::size_t>(codec.forms[0]->readFrame(codec, rest, f)));
+        stream = stream.subspan(static_cast<std::size_t>(form.readFrame(codec, stream, f)));
     }
     std::array<Qol16s, kFrame> pcm;
     for (auto _ : st) {
@@ -86,6 +85,15 @@ void fullRateDecode(benchmark::State& st) {
     }
     codec.closeDecoder(decoder);
     perFrame(st);
+}
+
+// ---- GSM full rate ----
+
+void fullRateEncode(benchmark::State& st) { encodeSpeech(st, "gsmfr"); }
+BENCHMARK(fullRateEncode);
+
+void fullRateDecode(benchmark::State& st) {
+    decodeSpeech(st, "gsmfr", *tools::findCodec("gsmfr")->forms[0], coded());
 }
 BENCHMARK(fullRateDecode);
 
@@ -284,6 +292,8 @@ BENCHMARK(amrFrame122);
 
 // ---- AMR: whole codecs, by mode ----
 
+constexpr std::size_t kMagicOctets = 6;
+
 const char* amrName(benchmark::State& st) {
     constexpr const char* names[8] = {"amr-4.75", "amr-5.15", "amr-5.90", "amr-6.70",
                                       "amr-7.40", "amr-7.95", "amr-10.2", "amr-12.2"};
@@ -301,39 +311,13 @@ const std::vector<std::uint8_t>& amrFile(benchmark::State& st) {
     return file;
 }
 
-void amrEncode(benchmark::State& st) {
-    const tools::Codec& codec = *tools::findCodec(amrName(st));
-    void* encoder = codec.openEncoder(codec, {});
-    tools::Frame frame;
-    for (auto _ : st) {
-        for (std::size_t n = 0; n < frames(); ++n) {
-            codec.encode(encoder, speech().data() + n * kFrame, kFrame, frame);
-            benchmark::DoNotOptimize(frame.payload.data());
-        }
-    }
-    codec.closeEncoder(encoder);
-    perFrame(st);
-}
+void amrEncode(benchmark::State& st) { encodeSpeech(st, amrName(st)); }
 BENCHMARK(amrEncode)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
 
 void amrDecode(benchmark::State& st) {
     const tools::Codec& codec = *tools::findCodec(amrName(st));
-    void* decoder = codec.openDecoder(codec, {});
-    std::vector<tools::Frame> in(frames());
-    std::span<const std::uint8_t> rest = std::span(amrFile(st)).subspan(6);
-    for (tools::Frame& f : in) {
-        rest = rest.subspan(
-            static_cast<std::size_t>(tools::findForm(codec, "file")->readFrame(codec, rest, f)));
-    }
-    std::array<Qol16s, kFrame> pcm;
-    for (auto _ : st) {
-        for (const tools::Frame& f : in) {
-            codec.decode(decoder, f, pcm.data());
-            benchmark::DoNotOptimize(pcm.data());
-        }
-    }
-    codec.closeDecoder(decoder);
-    perFrame(st);
+    decodeSpeech(st, codec.name, *tools::findForm(codec, "file"),
+                 std::span(amrFile(st)).subspan(kMagicOctets));
 }
 BENCHMARK(amrDecode)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
 
@@ -356,11 +340,11 @@ BENCHMARK(amrEncodeOpencore)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
 void amrDecodeOpencore(benchmark::State& st) {
     void* s = Decoder_Interface_init();
     const std::vector<std::uint8_t>& file = amrFile(st);
-    const std::size_t step = (file.size() - 6) / frames(); // all frames have one length
+    const std::size_t step = (file.size() - kMagicOctets) / frames(); // all frames have one length
     std::array<Qol16s, kFrame> pcm;
     for (auto _ : st) {
         for (std::size_t n = 0; n < frames(); ++n) {
-            Decoder_Interface_Decode(s, file.data() + 6 + n * step, pcm.data(), 0);
+            Decoder_Interface_Decode(s, file.data() + kMagicOctets + n * step, pcm.data(), 0);
             benchmark::DoNotOptimize(pcm.data());
         }
     }
