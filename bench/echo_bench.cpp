@@ -325,6 +325,23 @@ void updateKernel(benchmark::State& st) {
 }
 BENCHMARK(updateKernel)->Apply(shapes);
 
+/// Items are products: two for a coefficient.
+void updateOverTwoFrames(benchmark::State& st) {
+    const int bands = static_cast<int>(st.range(0)), taps = static_cast<int>(st.range(1));
+    const auto x = rows<Qol32fc>(taps + 1, bands, 30000), e = rows<Qol32fc>(2, bands, 30000);
+    auto c = rows<Qol32fc>(taps, bands, 1);
+    const std::vector<Qol64f> steps(64, 1e-12);
+    const Qol64f* stepRows[2] = {steps.data(), steps.data()};
+    for (auto _ : st) {
+        qolsFIRSubbandAPCoeffUpdate_EC_32fc_I(stepRows, x.in(), e.in(), c.rows.data(),
+                                              static_cast<Qol32u>(taps), static_cast<Qol32u>(bands),
+                                              2);
+        benchmark::DoNotOptimize(c.memory.data());
+    }
+    st.SetItemsProcessed(st.iterations() * taps * bands * 2);
+}
+BENCHMARK(updateOverTwoFrames)->Apply(shapes);
+
 constexpr double kCoef_Q18 = 1 << 18;
 
 void filterKernelFixed(benchmark::State& st) {

@@ -17,9 +17,7 @@ inline void storeTaps(Qol32sc* first, Qol32sc* second, i128 v) {
 }
 
 /// One complex number below zeros; of two taps one above the other.
-inline __m128 load1(const Qol32fc* z) {
-    return _mm_castsi128_ps(loadLow64(z));
-}
+inline __m128 load1(const Qol32fc* z) { return _mm_castsi128_ps(loadLow64(z)); }
 inline __m128 loadTaps(const Qol32fc* first, const Qol32fc* second) {
     return _mm_loadh_pi(load1(first), reinterpret_cast<const __m64*>(second));
 }
@@ -71,6 +69,16 @@ void updatePlain_32fc(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, cons
 /// The same, two bands a vector; equal to the last bit.
 void updatePairs_32fc(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, const Qol32fc* pError,
                       Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s numSubbands);
+
+/// Definition of the float update over apOrder frames.
+void updateApPlain_32fc(const Qol64f* const* ppStepSize, const Qol32fc* const* ppSrc,
+                        const Qol32fc* const* ppError, Qol32fc* const* ppCoefs, Qol32s numSegments,
+                        Qol32s numSubbands, Qol32u apOrder);
+/// The same, two bands a vector, for up to kMostOrderInPairs frames; equal to the last bit.
+constexpr Qol32s kMostOrderInPairs = 8;
+void updateApPairs_32fc(const Qol64f* const* ppStepSize, const Qol32fc* const* ppSrc,
+                        const Qol32fc* const* ppError, Qol32fc* const* ppCoefs, Qol32s numSegments,
+                        Qol32s numSubbands, Qol32s apOrder);
 
 /// Definition of the fixed-point update for the bands from `first` on: the full form, or with pTmp
 /// the cheap one, which leaves the scaled errors there.

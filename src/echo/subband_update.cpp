@@ -38,11 +38,21 @@ ScaledErrors scaleErrors(d256 steps, d256 errors) {
     return {_mm256_xor_pd(_mm256_movedup_pd(a), _mm256_setr_pd(0.0, -0.0, 0.0, -0.0)),
             _mm256_permute_pd(a, 0xF)};
 }
-/// c + conj(x) * a, the product rounded to float.
-inline __m128 updated(__m128 c, d256 x, ScaledErrors a) {
-    const d256 product =
-        simd::addd(simd::muld(x, a.straight), simd::muld(simd::exchange(x), a.crossed));
-    return _mm_add_ps(c, _mm256_cvtpd_ps(product));
+/// conj(x) * a.
+inline d256 conjugateProduct(d256 x, ScaledErrors a) {
+    return simd::addd(simd::muld(x, a.straight), simd::muld(simd::exchange(x), a.crossed));
+}
+/// c + increment, rounded to float first.
+inline __m128 updated(__m128 c, d256 increment) {
+    return _mm_add_ps(c, _mm256_cvtpd_ps(increment));
+}
+/// The scaled errors of two bands, or of one for two taps a vector.
+inline ScaledErrors scaleErrors2(const Qol64f* pStepSize, const Qol32fc* pError) {
+    return scaleErrors(_mm256_setr_pd(pStepSize[0], pStepSize[0], pStepSize[1], pStepSize[1]),
+                       simd::widen2(pError));
+}
+inline ScaledErrors scaleErrors1(const Qol64f* pStepSize, const Qol32fc* pError) {
+    return scaleErrors(simd::splatd(*pStepSize), simd::widenTaps(pError, pError));
 }
 
 /// Bands i to i + 2 * Pairs - 1.
@@ -51,16 +61,14 @@ inline void updateTile(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, con
                        Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i) {
     ScaledErrors a[Pairs];
     for (int p = 0; p < Pairs; ++p) {
-        const Qol64f* s = pStepSize + i + 2 * p;
-        a[p] =
-            scaleErrors(_mm256_setr_pd(s[0], s[0], s[1], s[1]), simd::widen2(pError + i + 2 * p));
+        a[p] = scaleErrors2(pStepSize + i + 2 * p, pError + i + 2 * p);
     }
     for (Qol32s j = 0; j < numSegments; ++j) {
         const Qol32fc* const x = ppSrc[j] + i;
         Qol32f* const c = &ppCoefs[j][i].re;
         for (int p = 0; p < Pairs; ++p) {
-            _mm_storeu_ps(c + 4 * p,
-                          updated(_mm_loadu_ps(c + 4 * p), simd::widen2(x + 2 * p), a[p]));
+            _mm_storeu_ps(c + 4 * p, updated(_mm_loadu_ps(c + 4 * p),
+                                             conjugateProduct(simd::widen2(x + 2 * p), a[p])));
         }
     }
 }
@@ -68,18 +76,16 @@ inline void updateTile(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, con
 /// One band, two taps a vector.
 void updateBand(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, const Qol32fc* pError,
                 Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i) {
-    const ScaledErrors a =
-        scaleErrors(simd::splatd(pStepSize[i]), simd::widenTaps(pError + i, pError + i));
+    const ScaledErrors a = scaleErrors1(pStepSize + i, pError + i);
     Qol32s j = 0;
     for (; j + 2 <= numSegments; j += 2) {
         Qol32fc *const c = ppCoefs[j] + i, *const d = ppCoefs[j + 1] + i;
-        simd::storeTaps(
-            c, d,
-            updated(simd::loadTaps(c, d), simd::widenTaps(ppSrc[j] + i, ppSrc[j + 1] + i), a));
+        const d256 x = simd::widenTaps(ppSrc[j] + i, ppSrc[j + 1] + i);
+        simd::storeTaps(c, d, updated(simd::loadTaps(c, d), conjugateProduct(x, a)));
     }
     if (j < numSegments) {
         Qol32fc* const c = ppCoefs[j] + i;
-        simd::store1(c, updated(simd::load1(c), simd::widen1(ppSrc[j] + i), a));
+        simd::store1(c, updated(simd::load1(c), conjugateProduct(simd::widen1(ppSrc[j] + i), a)));
     }
 }
 
@@ -97,6 +103,80 @@ void updatePairs_32fc(const Qol64f* pStepSize, const Qol32fc* const* ppSrc, cons
     if (i < numSubbands) {
         updateBand(pStepSize, ppSrc, pError, ppCoefs, numSegments, i);
     }
+}
+
+void updateApPlain_32fc(const Qol64f* const* ppStepSize, const Qol32fc* const* ppSrc,
+                        const Qol32fc* const* ppError, Qol32fc* const* ppCoefs, Qol32s numSegments,
+                        Qol32s numSubbands, Qol32u apOrder) {
+    const Qol64f g = static_cast<Qol64f>(1.0f / static_cast<Qol32f>(apOrder));
+    for (Qol32s j = 0; j < numSegments; ++j) {
+        for (Qol32s i = 0; i < numSubbands; ++i) {
+            Qol64f re = 0, im = 0;
+            for (Qol32u k = 0; k < apOrder; ++k) {
+                const Qol64f xr = ppSrc[j + k][i].re, xi = ppSrc[j + k][i].im;
+                const Qol64f ar = ppStepSize[k][i] * static_cast<Qol64f>(ppError[k][i].re);
+                const Qol64f ai = ppStepSize[k][i] * static_cast<Qol64f>(ppError[k][i].im);
+                re += xr * ar + xi * ai;
+                im += xr * ai - xi * ar;
+            }
+            ppCoefs[j][i].re += static_cast<Qol32f>(g * re);
+            ppCoefs[j][i].im += static_cast<Qol32f>(g * im);
+        }
+    }
+}
+
+namespace {
+
+/// Order is apOrder, or 0 where that is known at run time only.
+template <int Order>
+void updateAp(const Qol64f* const* ppStepSize, const Qol32fc* const* ppSrc,
+              const Qol32fc* const* ppError, Qol32fc* const* ppCoefs, Qol32s numSegments,
+              Qol32s numSubbands, Qol32s apOrder) {
+    const Qol32s order = Order ? Order : apOrder;
+    const d256 g = simd::splatd(static_cast<Qol64f>(1.0f / static_cast<Qol32f>(order)));
+    ScaledErrors a[Order ? Order : kMostOrderInPairs];
+    // g times the sum of the products, far(k) being the far end k frames back.
+    const auto increment = [&](auto far) {
+        d256 sum = simd::zerod();
+        for (Qol32s k = 0; k < order; ++k) {
+            sum = simd::addd(sum, conjugateProduct(far(k), a[k]));
+        }
+        return simd::muld(g, sum);
+    };
+    Qol32s i = 0;
+    for (; i + 2 <= numSubbands; i += 2) {
+        for (Qol32s k = 0; k < order; ++k) {
+            a[k] = scaleErrors2(ppStepSize[k] + i, ppError[k] + i);
+        }
+        for (Qol32s j = 0; j < numSegments; ++j) {
+            Qol32f* const c = &ppCoefs[j][i].re;
+            const auto far = [=](Qol32s k) { return simd::widen2(ppSrc[j + k] + i); };
+            _mm_storeu_ps(c, updated(_mm_loadu_ps(c), increment(far)));
+        }
+    }
+    if (i == numSubbands) {
+        return;
+    }
+    for (Qol32s k = 0; k < order; ++k) {
+        a[k] = scaleErrors1(ppStepSize[k] + i, ppError[k] + i);
+    }
+    for (Qol32s j = 0; j < numSegments; ++j) {
+        Qol32fc* const c = ppCoefs[j] + i;
+        const auto far = [=](Qol32s k) { return simd::widen1(ppSrc[j + k] + i); };
+        simd::store1(c, updated(simd::load1(c), increment(far)));
+    }
+}
+
+} // namespace
+
+void updateApPairs_32fc(const Qol64f* const* ppStepSize, const Qol32fc* const* ppSrc,
+                        const Qol32fc* const* ppError, Qol32fc* const* ppCoefs, Qol32s numSegments,
+                        Qol32s numSubbands, Qol32s apOrder) {
+    const auto update = apOrder == 1   ? updateAp<1>
+                        : apOrder == 2 ? updateAp<2>
+                        : apOrder == 3 ? updateAp<3>
+                                       : updateAp<0>;
+    update(ppStepSize, ppSrc, ppError, ppCoefs, numSegments, numSubbands, apOrder);
 }
 
 namespace {
@@ -386,20 +466,12 @@ QolStatus qolsFIRSubbandAPCoeffUpdate_EC_32fc_I(const Qol64f** ppStepSize, const
     if (numSegments == 0 || numSegments > kMostSegments || apOrder == 0) {
         return qolStsRangeErr;
     }
-    const Qol64f g = static_cast<Qol64f>(1.0f / static_cast<Qol32f>(apOrder));
-    for (Qol32u j = 0; j < numSegments; ++j) {
-        for (Qol32u i = 0; i < numSubbands; ++i) {
-            Qol64f re = 0, im = 0;
-            for (Qol32u k = 0; k < apOrder; ++k) {
-                const Qol64f xr = ppSrc[j + k][i].re, xi = ppSrc[j + k][i].im;
-                const Qol64f er = ppError[k][i].re, ei = ppError[k][i].im;
-                const Qol64f step = ppStepSize[k][i];
-                re += (xr * er + xi * ei) * step;
-                im += (xr * ei - xi * er) * step;
-            }
-            ppCoefs[j][i].re += static_cast<Qol32f>(g * re);
-            ppCoefs[j][i].im += static_cast<Qol32f>(g * im);
-        }
+    const auto taps = static_cast<Qol32s>(numSegments), bands = static_cast<Qol32s>(numSubbands);
+    if (apOrder <= kMostOrderInPairs) {
+        updateApPairs_32fc(ppStepSize, ppSrc, ppError, ppCoefs, taps, bands,
+                           static_cast<Qol32s>(apOrder));
+    } else {
+        updateApPlain_32fc(ppStepSize, ppSrc, ppError, ppCoefs, taps, bands, apOrder);
     }
     return qolStsNoErr;
 }

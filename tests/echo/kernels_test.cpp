@@ -122,6 +122,25 @@ TEST(SubbandKernels, FloatUpdateInPairsEqualsItsDefinition) {
     }
 }
 
+TEST(SubbandKernels, UpdateOverFramesInPairsEqualsItsDefinition) {
+    Random r;
+    for (int bands = 1; bands <= 5; ++bands) {
+        for (const int order : {1, 2, 3, 8}) {
+            constexpr int kTaps = 9;
+            const auto x = floatRows(r, kTaps + order - 1, bands, 30000),
+                       e = floatRows(r, order, bands, 1000);
+            auto c = floatRows(r, kTaps, bands, 2), d = copyOf(c);
+            const auto steps =
+                makeRows<Qol64f>(order, bands, [&] { return uniformReal(r, -1e-9, 1e-9); });
+            echo::updateApPairs_32fc(steps.rows.data(), x.rows.data(), e.rows.data(), c.rows.data(),
+                                     kTaps, bands, order);
+            echo::updateApPlain_32fc(steps.rows.data(), x.rows.data(), e.rows.data(), d.rows.data(),
+                                     kTaps, bands, static_cast<Qol32u>(order));
+            ASSERT_TRUE(same(c, d)) << bands << ' ' << order;
+        }
+    }
+}
+
 TEST(SubbandKernels, FixedFiltersInPairsEqualTheirDefinitions) {
     Random r;
     for (int bands = 1; bands <= 19; ++bands) {
