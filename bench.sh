@@ -34,7 +34,7 @@ for program in "${programs[@]}"; do
   [ "$program" = channels_bench ] && pinned=()
   "${pinned[@]}" "build/bench/bench/$program" --benchmark_repetitions="$repetitions" --benchmark_min_time="$least" \
     --benchmark_enable_random_interleaving=true --benchmark_out="out/bench/$program.json" --benchmark_out_format=json \
-    >/dev/null 2>>"$log"
+    >/dev/null 2>>"$log" || { tail -5 "$log" >&2; exit 1; }
 done
 python3 bench/table.py out/bench >out/performance.md
 echo "look: out/performance.md"
