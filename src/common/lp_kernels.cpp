@@ -6,6 +6,7 @@
 #include "tables/lp.h"
 #include "vector/simd.h"
 
+#include <bit>
 #include <utility>
 
 namespace qolsc {
@@ -229,6 +230,21 @@ void evaluateGrid(const Series& p, const Qol16s* x, int count, const PolyScale& 
     }
 }
 
+/// Bit k is set where the values k - 1 and k have not the same sign; k from 1 on.
+Qol64u signChanges(const Qol16s* y) {
+    Qol64u above = 0, below = 0;
+    for (int k = 0; k < kMostGridPoints; k += 16) {
+        const i128 a = simd::load(y + k), b = simd::load(y + k + 8), none = simd::zero();
+        const auto bits = [k](i128 first, i128 second) {
+            const int mask = _mm_movemask_epi8(_mm_packs_epi16(first, second));
+            return static_cast<Qol64u>(static_cast<Qol32u>(mask)) << k;
+        };
+        above |= bits(_mm_cmpgt_epi16(a, none), _mm_cmpgt_epi16(b, none));
+        below |= bits(_mm_cmpgt_epi16(none, a), _mm_cmpgt_epi16(none, b));
+    }
+    return ~((above & above << 1) | (below & below << 1));
+}
+
 struct Point {
     Qol16s x, y;
 };
@@ -270,17 +286,26 @@ int ownLPCToLSP_G729_16s(int gridSize, int bisections, LspGrid grid, const Qol16
         buildPolynomials(pSrcLpc, *s, f[0], f[1]);
     }
     const Series series[2] = {prepare(f[0], *s), prepare(f[1], *s)};
-    Qol16s y[2][kMostGridPoints];
-    evaluateGrid(series[0], x, gridSize + 1, *s, y[0]);
-    evaluateGrid(series[1], x, gridSize + 1, *s, y[1]);
+    Qol16s y[2][kMostGridPoints] = {};
+    Qol64u changes[2];
+    for (int i = 0; i < 2; ++i) {
+        evaluateGrid(series[i], x, gridSize + 1, *s, y[i]);
+        changes[i] = signChanges(y[i]) & ((Qol64u{2} << gridSize) - 1);
+    }
 
     int roots = 0;
-    Point low{x[0], y[0][0]};
+    Point high{x[0], y[0][0]};
     for (int k = 1; k <= gridSize && roots < kLpOrder; ++k) {
-        Point high = low;
-        low = {x[k], y[roots & 1][k]};
-        if (low.y * high.y > 0) {
-            continue;
+        const Qol16s* values = y[roots & 1];
+        Point low{x[k], values[k]};
+        if (low.y * high.y > 0) { // on to the next change between points of the grid
+            const Qol64u later = changes[roots & 1] >> (k + 1) << (k + 1);
+            if (later == 0) {
+                break;
+            }
+            k = std::countr_zero(later);
+            high = {x[k - 1], values[k - 1]};
+            low = {x[k], values[k]};
         }
         // Two bisections at once: whichever half the first one leaves, its middle is at hand.
         for (int i = 0; i < bisections; i += 2) {
@@ -293,7 +318,7 @@ int ownLPCToLSP_G729_16s(int gridSize, int bisections, LspGrid grid, const Qol16
             }
         }
         const Qol16s root = pDstLsp[roots++] = interpolateRoot(low.x, low.y, high.x, high.y);
-        low = {root, evaluate4(series[roots & 1], root, root, root, *s).y[0]};
+        high = {root, evaluate4(series[roots & 1], root, root, root, *s).y[0]};
     }
     return roots;
 }

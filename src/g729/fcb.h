@@ -4,6 +4,7 @@
 
 #include "numeric/basop.h"
 #include "qolsc/types.h"
+#include "vector/q15.h"
 #include "vector/simd.h"
 
 #include <bit>
@@ -50,14 +51,6 @@ void codePulses(const SignedCorrelation& s, const int* at, Qol16s* pVector, Qol1
 /// Shifts a 32-bit matrix right by 15 in place and copies it to 16 bits, by Rule S.
 void narrowMatrix(Qol32s* wide, Qol16s* narrow);
 void widenMatrix(const Qol16s* narrow, Qol32s* wide);
-
-/// Element-wise (a b) >> 15 of eight 16-bit values, -32768 squared saturated.
-inline simd::i128 mult8(simd::i128 a, simd::i128 b) {
-    const simd::i128 product = _mm_or_si128(_mm_slli_epi16(_mm_mulhi_epi16(a, b), 1),
-                                            _mm_srli_epi16(_mm_mullo_epi16(a, b), 15));
-    // 0x8000 comes out of that one product only.
-    return _mm_xor_si128(product, _mm_cmpeq_epi16(product, simd::splat16(kMinus)));
-}
 
 /// Best candidate by c^2/alpha so far; c^2 and alpha as 16-bit words.
 struct Best {

@@ -39,8 +39,8 @@ void modulate(const SignedCorrelation& s, Qol16s* matrix) {
             Qol16s* block = blockOf(matrix, first, second);
             const i128 p = load(s.p + kPerTrack * second);
             for (int k = 0; k < kPerTrack; ++k) {
-                const i128 factor = mult8(splat16(s.p[kPerTrack * first + k]), p);
-                store(block + kPerTrack * k, mult8(load(block + kPerTrack * k), factor));
+                const i128 factor = mulSatQ15(splat16(s.p[kPerTrack * first + k]), p);
+                store(block + kPerTrack * k, mulSatQ15(load(block + kPerTrack * k), factor));
             }
         }
     }
@@ -121,7 +121,7 @@ int ownFixedCodebookSearchVec(const Qol16s* d, const Lanes16& terms, const Lanes
         const i128 low = add32(terms.v[2 * t], third.v[2 * t]),
                    high = add32(terms.v[2 * t + 1], third.v[2 * t + 1]);
         const i128 sum = addSat16(splat16(ps), load(d + kPerTrack * (3 + t)));
-        offer8(mult8(sum, sum), alphaOf(low, high, fixed), best,
+        offer8(mulSatQ15(sum, sum), alphaOf(low, high, fixed), best,
                [&found, t](int k) { found = kPerTrack * (3 + t) + k; });
     }
     return found;

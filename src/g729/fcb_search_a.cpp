@@ -31,7 +31,7 @@ void ownFixedCodebookACorrSign_Opt(const SignedCorrelation& s, Qol16s* matrix) {
             for (int k = 0; k < kPerTrack; ++k) {
                 const i128 flip = splat16(s.p[kPerTrack * first + k] > 0 ? 0 : -1);
                 store(block + kPerTrack * k,
-                      mult8(load(block + kPerTrack * k), _mm_xor_si128(p, flip)));
+                      mulSatQ15(load(block + kPerTrack * k), _mm_xor_si128(p, flip)));
             }
         }
     }
@@ -61,32 +61,6 @@ struct Found {
     Qol16s ps;
 };
 
-/// Phase A: a on one of the two largest of its track, b anywhere on its. alpha is a quarter of the
-/// energy, rounded: (e + 2 r + e' + 2) >> 2.
-template <int A, int B>
-Best ownFixedCodebookASearchPhaseA(const Qol16s* matrix, const Qol16s* d, Found& found) {
-    const i128 db = load(d + kPerTrack * B), eb = load(matrix + kPerTrack * B);
-    const i128 ebLow = widenLow(eb), ebHigh = widenHigh(eb);
-    Best best{-1, 1};
-    for (const int ka : twoLargest(d + kPerTrack * A).k) {
-        const Qol16s da = d[kPerTrack * A + ka];
-        const i128 cross = crossRow<A, B>(matrix, ka);
-        const i128 base = splat32(matrix[kPerTrack * A + ka] + 2);
-        const auto quarter = [base](i128 e, i128 rr) {
-            return _mm_srai_epi32(add32(add32(base, e), _mm_slli_epi32(rr, 1)), 2);
-        };
-        const i128 alpha =
-            packSat16(quarter(ebLow, widenLow(cross)), quarter(ebHigh, widenHigh(cross)));
-        const i128 ps = addSat16(splat16(da), db);
-        offer8(mult8(ps, ps), alpha, best, [&found, ka, da, d](int kb) {
-            found.a = ka;
-            found.b = kb;
-            found.ps = basop::add(da, d[kPerTrack * B + kb]);
-        });
-    }
-    return best;
-}
-
 /// Best candidate of each lane, the first of equals, and the row that it came from. The weights are
 /// pairs of its alpha and the negative of its square; alphas above 0 make the order of offers
 /// immaterial but for ties.
@@ -114,25 +88,80 @@ bool allPositive(const LaneBest& b) {
     return _mm_movemask_epi8(_mm_cmpgt_epi16(b.leastAlpha, zero())) == 0xFFFF;
 }
 
-/// The best of the lanes; of equals the one that was offered first, by row and then by lane.
-void takeBest(const LaneBest& b, Best& best, int* row, int* lane) {
-    alignas(16) Qol16s weights[16];
-    alignas(16) Qol32s rows[8];
-    store(weights, b.weightsLow);
-    store(weights + 8, b.weightsHigh);
-    store(rows, b.rowLow);
-    store(rows + 4, b.rowHigh);
-    *row = *lane = 0;
-    for (int k = 0; k < 8; ++k) {
-        const auto square = static_cast<Qol16s>(-weights[2 * k + 1]);
-        const Qol16s alpha = weights[2 * k];
-        const Qol32s lead = square * best.alpha - best.square * alpha;
-        if (lead > 0 || (lead == 0 && rows[k] < *row)) {
-            best = {square, alpha};
-            *row = rows[k];
-            *lane = k;
-        }
+/// Weights of four candidates and the order of their offers, row and then lane.
+struct Ranked {
+    i128 weights, order;
+};
+
+/// The better one of each lane, of equals the one that was offered first.
+Ranked better(Ranked a, Ranked b) {
+    const i128 swapped = _mm_or_si128(_mm_slli_epi32(b.weights, 16), _mm_srli_epi32(b.weights, 16));
+    const i128 candidate = _mm_sign_epi16(swapped, splat32(0x0001FFFF)); // square, alpha
+    const i128 lead = maddPairs(candidate, a.weights);
+    const i128 take = _mm_or_si128(
+        _mm_cmpgt_epi32(lead, zero()),
+        _mm_and_si128(_mm_cmpeq_epi32(lead, zero()), _mm_cmpgt_epi32(a.order, b.order)));
+    return {_mm_blendv_epi8(a.weights, b.weights, take), _mm_blendv_epi8(a.order, b.order, take)};
+}
+
+/// The best of the lanes, of which each has taken a candidate.
+Best bestOf(const LaneBest& b, int* row, int* lane) {
+    const auto orderOf = [](i128 rows, i128 lanes) {
+        return add32(_mm_slli_epi32(rows, 3), lanes);
+    };
+    Ranked r = better({b.weightsLow, orderOf(b.rowLow, _mm_setr_epi32(0, 1, 2, 3))},
+                      {b.weightsHigh, orderOf(b.rowHigh, _mm_setr_epi32(4, 5, 6, 7))});
+    r = better(r, {_mm_shuffle_epi32(r.weights, 0x4E), _mm_shuffle_epi32(r.order, 0x4E)});
+    r = better(r, {_mm_shuffle_epi32(r.weights, 0xB1), _mm_shuffle_epi32(r.order, 0xB1)});
+    const int order = _mm_cvtsi128_si32(r.order);
+    const Qol32s weights = _mm_cvtsi128_si32(r.weights);
+    *row = order >> 3;
+    *lane = order & 7;
+    return {static_cast<Qol16s>(-(weights >> 16)), static_cast<Qol16s>(weights)};
+}
+
+/// Phase A: a on one of the two largest of its track, b anywhere on its. alpha is a quarter of the
+/// energy, rounded: (e + 2 r + e' + 2) >> 2.
+template <int A, int B>
+Best ownFixedCodebookASearchPhaseA(const Qol16s* matrix, const Qol16s* d, Found& found) {
+    const i128 db = load(d + kPerTrack * B), eb = load(matrix + kPerTrack * B);
+    const i128 ebLow = widenLow(eb), ebHigh = widenHigh(eb);
+    const TwoLargest two = twoLargest(d + kPerTrack * A);
+
+    // Candidates of a on one of its two places: b in the lanes.
+    const auto candidates = [&](int ka, i128& square, i128& alpha) {
+        const i128 cross = crossRow<A, B>(matrix, ka);
+        const i128 base = splat32(matrix[kPerTrack * A + ka] + 2);
+        const auto quarter = [base](i128 e, i128 rr) {
+            return _mm_srai_epi32(add32(add32(base, e), _mm_slli_epi32(rr, 1)), 2);
+        };
+        alpha = packSat16(quarter(ebLow, widenLow(cross)), quarter(ebHigh, widenHigh(cross)));
+        const i128 ps = addSat16(splat16(d[kPerTrack * A + ka]), db);
+        square = mulSatQ15(ps, ps);
+    };
+    LaneBest lanes;
+    i128 square[2], alpha[2];
+    for (int i = 0; i < 2; ++i) {
+        candidates(two.k[i], square[i], alpha[i]);
+        offer(lanes, square[i], alpha[i], i);
     }
+    const auto take = [&found, &two, d](int i, int kb) {
+        found.a = two.k[i];
+        found.b = kb;
+        found.ps = basop::add(d[kPerTrack * A + found.a], d[kPerTrack * B + kb]);
+    };
+    Best best{-1, 1};
+    if (allPositive(lanes)) {
+        int i = 0, kb = 0;
+        best = bestOf(lanes, &i, &kb);
+        take(i, kb);
+        return best;
+    }
+    // Ratios with an alpha of 0 or less have no order: one after the other.
+    for (int i = 0; i < 2; ++i) {
+        offer8(square[i], alpha[i], best, [&take, i](int kb) { take(i, kb); });
+    }
+    return best;
 }
 
 /// Phase B: c and d anywhere on their tracks behind the pair of phase A, whose alpha is given. Half
@@ -164,7 +193,7 @@ Best ownFixedCodebookASearchPhaseB(const Qol16s* matrix, const Qol16s* d, Qol16s
         };
         alpha = packSat16(sixteenth(tLow, widenLow(cross)), sixteenth(tHigh, widenHigh(cross)));
         const i128 ps = addSat16(splat16(basop::add(found.ps, d[kPerTrack * C + kc])), dd);
-        square = mult8(ps, ps);
+        square = mulSatQ15(ps, ps);
     };
     LaneBest lanes;
     for (int kc = 0; kc < kPerTrack; ++kc) {
@@ -172,12 +201,10 @@ Best ownFixedCodebookASearchPhaseB(const Qol16s* matrix, const Qol16s* d, Qol16s
         row(kc, square, alpha);
         offer(lanes, square, alpha, kc);
     }
-    Best best{-1, 1};
     if (allPositive(lanes)) {
-        takeBest(lanes, best, &found.c, &found.d);
-        return best;
+        return bestOf(lanes, &found.c, &found.d);
     }
-    // Ratios with an alpha of 0 or less have no order: one after the other.
+    Best best{-1, 1};
     for (int kc = 0; kc < kPerTrack; ++kc) {
         i128 square, alpha;
         row(kc, square, alpha);

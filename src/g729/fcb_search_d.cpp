@@ -60,7 +60,7 @@ bool ownSearch_G729D(const SignedCorrelation& s, const Matrix& m, int pass, Best
     bool found = false;
     for (int i = first; i < first + kPerTrack; ++i) {
         const i128 rr =
-            mult8(load(m.cross[pass] + kPerTrack * (i - first)), mult8(splat16(s.p[i]), p));
+            mulSatQ15(load(m.cross[pass] + kPerTrack * (i - first)), mulSatQ15(splat16(s.p[i]), p));
         const i128 own = splat32(m.energy[i]), lowWord = splat32(0xFFFF);
         const auto sixteenth = [own, lowWord](i128 energy, i128 cross) { // low 16 bits
             const i128 sum = add32(add32(own, energy), add32(cross, cross));
@@ -69,7 +69,7 @@ bool ownSearch_G729D(const SignedCorrelation& s, const Matrix& m, int pass, Best
         const i128 alpha = _mm_packus_epi32(sixteenth(widenLow(e), widenLow(rr)),
                                             sixteenth(widenHigh(e), widenHigh(rr)));
         const i128 ps = addSat16(splat16(s.d[i]), d);
-        offer8(mult8(ps, ps), alpha, best, [&](int k) {
+        offer8(mulSatQ15(ps, ps), alpha, best, [&](int k) {
             *outer = i;
             *inner = second + k;
             found = true;

@@ -8,6 +8,7 @@
 #include "g729/pitch.h"
 #include "numeric/helpers.h"
 #include "tables/g729_gain.h"
+#include "vector/q15.h"
 
 namespace qolsc {
 
@@ -159,17 +160,11 @@ i128 addSat32(i128 a, i128 b) {
         _mm_blendv_ps(_mm_castsi128_ps(s), _mm_castsi128_ps(limit), _mm_castsi128_ps(overflow)));
 }
 
-/// Eight products (a b) >> 15 of values that are never both -32768.
-i128 mult8(i128 a, i128 b) {
-    return _mm_or_si128(_mm_slli_epi16(_mm_mulhi_epi16(a, b), 1),
-                        _mm_srli_epi16(_mm_mullo_epi16(a, b), 15));
-}
-
 /// Double-precision product of a split weight with eight gains, which are never -32768.
 Wide weigh(Dpf w, i128 gain) {
     const i128 hi = simd::splat16(w.hi);
     const i128 lowHalf = _mm_mullo_epi16(gain, hi), highHalf = _mm_mulhi_epi16(gain, hi);
-    const i128 rest = mult8(gain, simd::splat16(w.lo));
+    const i128 rest = simd::mulQ15(gain, simd::splat16(w.lo));
     const auto doubled = [](i128 product, i128 fine) {
         return _mm_slli_epi32(simd::add32(product, fine), 1);
     };
@@ -179,7 +174,8 @@ Wide weigh(Dpf w, i128 gain) {
 
 /// Errors of eight pairs of gains by the five weights, summed in order with saturation.
 void weightedErrors(const Dpf* w, i128 gp, i128 gc, Qol32s* error) {
-    const i128 gains[5] = {mult8(gp, gp), gp, mult8(gc, gc), gc, mult8(gc, gp)};
+    const i128 gains[5] = {simd::mulQ15(gp, gp), gp, simd::mulQ15(gc, gc), gc,
+                           simd::mulQ15(gc, gp)};
     Wide sum = weigh(w[0], gains[0]);
     for (int i = 1; i < 5; ++i) {
         const Wide term = weigh(w[i], gains[i]);
@@ -221,7 +217,7 @@ Start ownWeightedMSE(const Codebook& b, const Terms& t, PredictedGain g0, Start 
                           _mm_and_si128(_mm_and_si128(a, c), simd::splat16(1))); // (a + c) >> 1
         alignas(16) Qol32s error[kLanes];
         alignas(16) Qol16s pitch[kLanes];
-        weightedErrors(w, gp, mult8(half, simd::splat16(g0.value)), error);
+        weightedErrors(w, gp, simd::mulQ15(half, simd::splat16(g0.value)), error);
         simd::store(pitch, gp);
         for (int k = 0; k < b.window2; ++k) {
             if (error[k] < lowest && !(tame && pitch[k] >= kTamedGain_Q14)) {

@@ -5,6 +5,7 @@
 #include "entry/checks.h"
 #include "entry/entries.h"
 #include "numeric/helpers.h"
+#include "vector/q15.h"
 #include "vector/simd.h"
 
 #include <algorithm>
@@ -139,9 +140,7 @@ int selectHalfSmall(const Qol16s* r, const Qol16s* w, const PairedRows<kRows2, k
         simd::i128 sum = simd::zero();
         for (int k = 0; k < kPairs2; ++k) {
             const simd::i128 d = simd::subSat16(rPairs[k], simd::load(code.v[g][k]));
-            const simd::i128 wd = _mm_or_si128(_mm_slli_epi16(_mm_mulhi_epi16(wPairs[k], d), 1),
-                                               _mm_srli_epi16(_mm_mullo_epi16(wPairs[k], d), 15));
-            sum = simd::add32(sum, simd::maddPairs(wd, d));
+            sum = simd::add32(sum, simd::maddPairs(simd::mulQ15(wPairs[k], d), d));
         }
         offer(m, sum, g);
     }

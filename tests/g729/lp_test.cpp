@@ -304,6 +304,26 @@ TEST(G729Lp, FrequenciesReturn) {
     }
 }
 
+TEST(G729Lp, FloatInterpolationIsTheWeightedSum) {
+    Random random;
+    for (int len = 1; len <= 70; ++len) {
+        const auto n = static_cast<std::size_t>(len);
+        const std::vector<Qol32f> a = noisef(random, len, 1000), b = noisef(random, len, 1000);
+        const Qol32f u = noisef(random, 1, 2)[0], v = noisef(random, 1, 2)[0];
+        auto out = guarded<Qol32f>(n, 1);
+        ASSERT_EQ(qolsInterpolateC_G729_32f(a.data(), u, b.data(), v, out.data, len), qolStsNoErr);
+        std::vector<Qol32f> inPlace = b;
+        qolsInterpolateC_G729_32f(a.data(), u, inPlace.data(), v, inPlace.data(), len);
+        for (std::size_t i = 0; i < n; ++i) {
+            const double first = double{u} * a[i], second = double{v} * b[i];
+            ASSERT_NEAR(out.data[i], first + second,
+                        (std::fabs(first) + std::fabs(second)) * 1.2e-7);
+            ASSERT_EQ(inPlace[i], out.data[i]);
+        }
+        ASSERT_TRUE(intact(out));
+    }
+}
+
 TEST(G729Lp, InterpolationsShiftWhereTheyAreToldTo) {
     Random random;
     const std::vector<Qol16s> a = extremes16(random, 33), b = noise16(random, 33);

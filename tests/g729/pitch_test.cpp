@@ -277,16 +277,69 @@ TEST(G729Pitch, DotProductOfEvenPlaces) {
     }
 }
 
-TEST(G729Pitch, FloatContributionAndRecursion) {
+TEST(G729Pitch, FloatDotProductOfEvenPlaces) {
     Random random;
-    const std::vector<Qol32f> x = noisef(random, 40), y = noisef(random, 40),
-                              h = noisef(random, 40);
-    std::vector<Qol32f> out(40), next = y;
-    qolsAdaptiveCodebookContribution_G729_32f(0.7F, y.data(), x.data(), out.data());
-    qolsFilteredExcitation_G729_32f(h.data(), next.data(), 40, 0.3F);
-    for (int i = 0; i < 40; ++i) {
-        EXPECT_NEAR(out[i], x[i] - 0.7 * y[i], 1e-6);
-        EXPECT_NEAR(next[i], (i ? y[i - 1] : 0) + 0.3 * h[i], 1e-6);
+    for (int len = 1; len <= 223; ++len) {
+        const std::vector<Qol32f> a = noisef(random, len, 4000), b = noisef(random, len, 4000);
+        double sum = 0, magnitude = 0;
+        for (int i = 0; i < len; i += 2) {
+            sum += double{a[i]} * b[i];
+            magnitude += std::fabs(double{a[i]} * b[i]);
+        }
+        Qol32f got = 0;
+        ASSERT_EQ(qolsDotProd_G729A_32f(a.data(), b.data(), len, &got), qolStsNoErr);
+        EXPECT_NEAR(got, sum, magnitude * 112 * 6e-8) << len; // a rounding a product and addition
+    }
+}
+
+// Of speech as target and vector; the fixed form truncates its product.
+TEST(G729Pitch, FloatContributionFollowsTheFixedOne) {
+    const std::vector<Qol16s> speech = readWords("g729/sequences/annexa_test.in");
+    Random random;
+    for (std::size_t at = 40; at + 40 <= speech.size(); at += 40) {
+        const std::vector<Qol16s> y(speech.begin() + static_cast<std::ptrdiff_t>(at) - 40,
+                                    speech.begin() + static_cast<std::ptrdiff_t>(at)),
+            x(speech.begin() + static_cast<std::ptrdiff_t>(at),
+              speech.begin() + static_cast<std::ptrdiff_t>(at) + 40);
+        const std::vector<Qol32f> yf(y.begin(), y.end()), xf(x.begin(), x.end());
+        const auto gain = static_cast<Qol16s>(uniform(random, 0, 19661)); // 1.2, Q14
+        std::vector<Qol16s> fixed(40);
+        std::vector<Qol32f> real(40);
+        qolsAdaptiveCodebookContribution_G729_16s(gain, y.data(), x.data(), fixed.data());
+        qolsAdaptiveCodebookContribution_G729_32f(static_cast<Qol32f>(gain) / 16384, yf.data(),
+                                                  xf.data(), real.data());
+        for (std::size_t i = 0; i < 40; ++i) {
+            ASSERT_NEAR(real[i], x[i] - gain / 16384.0 * y[i], 0.01);
+            if (std::fabs(real[i]) < 32000) { // the fixed one keeps the low bits
+                ASSERT_NEAR(fixed[i], real[i], 1.01) << "subframe " << at / 40 << ", " << i;
+            }
+        }
+    }
+}
+
+// From one lag to the next the recursion gives what the convolution of the excitation gives.
+TEST(G729Pitch, FloatRecursionIsTheConvolution) {
+    Random random;
+    const std::vector<Qol32f> h = noisef(random, 40, 1), past = noisef(random, 143, 3000);
+    const auto convolve = [&](int lag, int i) { // of past samples only
+        double sum = 0;
+        for (int j = 0; j <= i; ++j) {
+            sum += double{h[i - j]} * past[143 - lag + j];
+        }
+        return sum;
+    };
+    for (const int len : {1, 2, 7, 39, 40}) {
+        std::vector<Qol32f> y(static_cast<std::size_t>(len));
+        for (int i = 0; i < len; ++i) {
+            y[i] = static_cast<Qol32f>(convolve(40, i));
+        }
+        for (int lag = 41; lag <= 143; ++lag) {
+            ASSERT_EQ(qolsFilteredExcitation_G729_32f(h.data(), y.data(), len, past[143 - lag]),
+                      qolStsNoErr);
+            for (int i = 0; i < len; ++i) {
+                ASSERT_NEAR(y[i], convolve(lag, i), 0.1) << lag << ", " << i;
+            }
+        }
     }
 }
 
