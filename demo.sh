@@ -46,5 +46,15 @@ for engine in subband subband-fixed subband-dt fullband; do
   printf '%-16s %s\n' "$engine" "$(sed -n 's/^ERLE  *//p' <<<"$figures")"
   echo "<li><a href=\"aec-$engine.html\">$engine</a>" >>"$page"
 done
-echo '</ul>' >>"$page"
-echo "listen: out/speech-*.wav (originals), out/*.wav (decoded); look: $page"
+
+# Speech in noise through the noise filter, quiet speech through the level control; both begin after 2 s.
+scene() { "$qolsc" aec-scene --echo-level -90 --talk "$speech_8000" --talk-from 2 "$@"; }
+silence=/usr/share/asterisk/sounds/en_US_f_Allison/silence/10.wav
+scene --noise -40 "$silence" out/noisy.wav
+"$qolsc" denoise --level 3 --report out/denoise.html out/noisy.wav out/denoised.wav
+scene --talk-level -20 "$silence" out/quiet.wav
+"$qolsc" alc --max-gain 20 --report out/alc.html out/quiet.wav out/levelled.wav
+echo '</ul><h1>Noise and level</h1><ul><li><a href="denoise.html">noise filter</a>
+<li><a href="alc.html">level control</a></ul>' >>"$page"
+echo "listen: out/speech-*.wav (originals), out/*.wav (decoded), out/noisy.wav and denoised.wav, out/quiet.wav and" \
+  "levelled.wav; look: $page"

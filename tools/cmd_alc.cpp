@@ -45,6 +45,8 @@ Samples controlled(const Options& options, Samples samples) {
     return samples;
 }
 
+constexpr double kLowest = -80; ///< dB on the page
+
 /// Decibels to full scale of each 20 ms; NaN where there is nothing.
 std::vector<double> levels(const Samples& samples) {
     constexpr std::size_t n = kRate / 50;
@@ -58,6 +60,13 @@ std::vector<double> levels(const Samples& samples) {
                             : std::numeric_limits<double>::quiet_NaN());
     }
     return v;
+}
+
+std::vector<double> cutOff(std::vector<double> levels) {
+    for (double& level : levels) {
+        level = level < kLowest ? kLowest : level;
+    }
+    return levels;
 }
 
 Page reportOf(const Options& options, const Samples& input, const Samples& output) {
@@ -75,12 +84,16 @@ Page reportOf(const Options& options, const Samples& input, const Samples& outpu
         gain[i] = after[i] - before[i];
     }
     addHeading(page, "Level and gain");
-    addLinePlot(page, LinePlot{"Level of each 20 ms to full scale (gaps: silence)",
+    addLinePlot(page, LinePlot{"Level of each 20 ms to full scale, -80 dB and more (gaps: silence)",
                                "s",
                                "dB",
                                0.01,
                                0.02,
-                               {{"before", before}, {"after", after}}});
+                               {{"before", cutOff(before)},
+                                {"after", cutOff(after)},
+                                {"target", std::vector<double>(before.size(), -options.target)}},
+                               kLowest,
+                               0});
     addLinePlot(page, LinePlot{"Gain of each 20 ms", "s", "dB", 0.01, 0.02, {{"gain", gain}}});
     addHeading(page, "Waveforms");
     addWaveform(page, "Before", input, kRate);

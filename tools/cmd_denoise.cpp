@@ -36,14 +36,44 @@ std::vector<double> thinned(const std::vector<double>& values, std::size_t n) {
     return v;
 }
 
+/// The first times in seconds at which noise was taken; "never" where there is none.
+std::string timesTaken(const Denoised& d, int rate) {
+    constexpr int kMost = 8;
+    std::string text;
+    int count = 0;
+    for (std::size_t i = 0; i < d.taken.size(); ++i) {
+        if (d.taken[i] > 0 && ++count <= kMost) {
+            const double end = static_cast<double>((i + 1) * kDenoiseBlock) / rate;
+            text += (text.empty() ? "" : ", ") + shown(end, 2);
+        }
+    }
+    return text.empty() ? "never" : text + (count > kMost ? ", ... s" : " s");
+}
+
+/// What level 5 made of itself; which decides at the first noise.
+std::string choiceOf(const Denoised& d, std::size_t samples, int rate) {
+    if (d.lastNoise == 0) {
+        return "none yet, as no noise was found";
+    }
+    return d.off < samples
+               ? "off from " + shown(static_cast<double>(d.off) / rate, 2) + " s on: clean input"
+               : "level 2";
+}
+
 Page reportOf(const Samples& input, const Denoised& d, int rate, int level) {
     Page page{"Noise filter, level " + std::to_string(level), ""};
     const auto taken = std::count(d.taken.begin(), d.taken.end(), 1.0);
-    addTable(
-        page, {},
-        {{"sample rate", std::to_string(rate) + " Hz"},
-         {"frames taken as noise", std::to_string(taken) + " of " + std::to_string(d.taken.size())},
-         {"noise power at the end", shown(d.noisePower.back(), 1) + " dB"}});
+    std::vector<std::vector<std::string>> rows{
+        {"sample rate", std::to_string(rate) + " Hz"},
+        {"frames taken as noise", std::to_string(taken) + " of " + std::to_string(d.taken.size())},
+        {"noise taken at", timesTaken(d, rate)}};
+    if (taken > 0) {
+        rows.push_back({"noise power at the end", shown(d.noisePower.back(), 1) + " dB"});
+    }
+    if (level == 5) {
+        rows.push_back({"choice of level 5", choiceOf(d, input.size(), rate)});
+    }
+    addTable(page, {}, rows);
     addHeading(page, "Listen");
     addPlayer(page, "Before", input, rate);
     addPlayer(page, "After", d.output, rate);
@@ -71,7 +101,7 @@ Page reportOf(const Samples& input, const Denoised& d, int rate, int level) {
     if (d.lastNoise >= kFrame && d.lastNoise <= input.size()) {
         const Spectra s =
             powerSpectra(std::span(input).subspan(d.lastNoise - kFrame, kFrame), kFrame, kFrame);
-        addLinePlot(page, LinePlot{"Spectrum of the frame last taken as noise",
+        addLinePlot(page, LinePlot{"Noise spectrum learnt (the frame last taken as noise)",
                                    "Hz",
                                    "dB",
                                    0,

@@ -267,10 +267,11 @@ void addLinePlot(Page& page, const LinePlot& plot) {
                                   [&](std::size_t i) { return values[i]; }),
                            s);
         if (plot.series.size() > 1) {
-            page.body +=
-                format("<text x='%d' y='%d' text-anchor='end' style='fill:%s'>", kLeft + kWidth - 6,
-                       kTop + 15 + 15 * static_cast<int>(s), kColours[s % kColours.size()]) +
-                escaped(plot.series[s].name) + "</text>";
+            page.body += format("<text x='%d' y='%d' text-anchor='end' style='fill:%s;stroke:#fff;"
+                                "stroke-width:4px;paint-order:stroke;font-weight:bold'>",
+                                kLeft + kWidth - 6, kTop + 15 + 15 * static_cast<int>(s),
+                                kColours[s % kColours.size()]) +
+                         escaped(plot.series[s].name) + "</text>";
         }
     }
     page.body += closePlot(axes);
