@@ -109,8 +109,8 @@ QolStatus transformSizes(FftSizes sizes, Qol32s order, Qol32s windowLen, const Q
 // ---- kernels, float ----
 
 /// Windowed delay line folded to fftLen samples, blocks in rising order.
-void foldPlain_32f(const Qol32f* pDelay, const Qol32f* pWindow, Qol32f* pBuf, Qol32s fftLen,
-                   Qol32s windowLen) {
+void foldPlain(const Qol32f* pDelay, const Qol32f* pWindow, Qol32f* pBuf, Qol32s fftLen,
+               Qol32s windowLen) {
     for (Qol32s i = 0; i < fftLen; ++i) {
         Qol32f sum = pDelay[i] * pWindow[i];
         for (Qol32s k = i + fftLen; k < windowLen; k += fftLen) {
@@ -120,8 +120,8 @@ void foldPlain_32f(const Qol32f* pDelay, const Qol32f* pWindow, Qol32f* pBuf, Qo
     }
 }
 /// The same for lengths that are multiples of 8.
-void fold8_32f(const Qol32f* pDelay, const Qol32f* pWindow, Qol32f* pBuf, Qol32s fftLen,
-               Qol32s windowLen) {
+void fold8(const Qol32f* pDelay, const Qol32f* pWindow, Qol32f* pBuf, Qol32s fftLen,
+           Qol32s windowLen) {
     using namespace simd;
     for (Qol32s i = 0; i < fftLen; i += 8) {
         f256 sum = mulf(loadf(pDelay + i), loadf(pWindow + i));
@@ -133,14 +133,14 @@ void fold8_32f(const Qol32f* pDelay, const Qol32f* pWindow, Qol32f* pBuf, Qol32s
 }
 
 /// pDelay[i] += pBuf[i mod fftLen] * pWindow[windowLen - 1 - i].
-void overlapPlain_32f(const Qol32f* pBuf, const Qol32f* pWindow, Qol32f* pDelay, Qol32s fftLen,
-                      Qol32s windowLen) {
+void overlapPlain(const Qol32f* pBuf, const Qol32f* pWindow, Qol32f* pDelay, Qol32s fftLen,
+                  Qol32s windowLen) {
     for (Qol32s i = 0; i < windowLen; ++i) {
         pDelay[i] += pBuf[i & (fftLen - 1)] * pWindow[windowLen - 1 - i];
     }
 }
-void overlap8_32f(const Qol32f* pBuf, const Qol32f* pWindow, Qol32f* pDelay, Qol32s fftLen,
-                  Qol32s windowLen) {
+void overlap8(const Qol32f* pBuf, const Qol32f* pWindow, Qol32f* pDelay, Qol32s fftLen,
+              Qol32s windowLen) {
     using namespace simd;
     for (Qol32s i = 0; i < windowLen; i += 8) {
         const f256 w = reversef(loadf(pWindow + windowLen - 8 - i));
@@ -152,8 +152,8 @@ void overlap8_32f(const Qol32f* pBuf, const Qol32f* pWindow, Qol32f* pDelay, Qol
 
 Qol32s product_Q0(Qol16s x, Qol16s w_Q13) { return (Qol32s{x} * w_Q13 + 4096) >> kWindowQ; }
 
-void foldPlain_16s(const Qol16s* pDelay, const Qol16s* pWindow, Qol16s* pBuf, Qol32s fftLen,
-                   Qol32s windowLen) {
+void foldPlain(const Qol16s* pDelay, const Qol16s* pWindow, Qol16s* pBuf, Qol32s fftLen,
+               Qol32s windowLen) {
     for (Qol32s i = 0; i < fftLen; ++i) {
         Qol16s sum = saturate16(product_Q0(pDelay[i], pWindow[i]));
         for (Qol32s k = i + fftLen; k < windowLen; k += fftLen) {
@@ -176,8 +176,8 @@ Products products8(const Qol16s* x, simd::i128 w) {
 }
 
 /// The same for lengths that are multiples of 8.
-void fold8_16s(const Qol16s* pDelay, const Qol16s* pWindow, Qol16s* pBuf, Qol32s fftLen,
-               Qol32s windowLen) {
+void fold8(const Qol16s* pDelay, const Qol16s* pWindow, Qol16s* pBuf, Qol32s fftLen,
+           Qol32s windowLen) {
     using namespace simd;
     for (Qol32s i = 0; i < fftLen; i += 8) {
         Products p = products8(pDelay + i, load(pWindow + i));
@@ -190,15 +190,15 @@ void fold8_16s(const Qol16s* pDelay, const Qol16s* pWindow, Qol16s* pBuf, Qol32s
     }
 }
 
-void overlapPlain_16s(const Qol16s* pBuf, const Qol16s* pWindow, Qol16s* pDelay, Qol32s fftLen,
-                      Qol32s windowLen) {
+void overlapPlain(const Qol16s* pBuf, const Qol16s* pWindow, Qol16s* pDelay, Qol32s fftLen,
+                  Qol32s windowLen) {
     for (Qol32s i = 0; i < windowLen; ++i) {
         pDelay[i] =
             saturate16(pDelay[i] + product_Q0(pBuf[i & (fftLen - 1)], pWindow[windowLen - 1 - i]));
     }
 }
-void overlap8_16s(const Qol16s* pBuf, const Qol16s* pWindow, Qol16s* pDelay, Qol32s fftLen,
-                  Qol32s windowLen) {
+void overlap8(const Qol16s* pBuf, const Qol16s* pWindow, Qol16s* pDelay, Qol32s fftLen,
+              Qol32s windowLen) {
     using namespace simd;
     for (Qol32s i = 0; i < windowLen; i += 8) {
         const Products p =
@@ -208,14 +208,62 @@ void overlap8_16s(const Qol16s* pBuf, const Qol16s* pWindow, Qol16s* pDelay, Qol
     }
 }
 
+/// Bytes of the caller's buffer in front of the transform's work area; the float form's size leaves
+/// no room for rounding.
+Qol64s timeBytes(const State32f& s) { return Qol64s{4} * s.fftLen; }
+Qol64s timeBytes(const State16s& s) { return echo::roundUp16(Qol64s{4} * s.fftLen); }
+
+/// Moves the delay line down by a frame; where the new one goes.
 template <typename State>
-void shiftDelay(const State& s) {
+auto* shiftDelay(const State& s) {
+    const std::ptrdiff_t kept = s.windowLen - s.frameSize;
     std::memmove(s.pDelay, s.pDelay + s.frameSize,
-                 static_cast<std::size_t>(s.windowLen - s.frameSize) * sizeof *s.pDelay);
+                 static_cast<std::size_t>(kept) * sizeof *s.pDelay);
+    return s.pDelay + kept;
 }
 template <typename State>
-auto* delayTop(const State& s) {
-    return s.pDelay + s.windowLen - s.frameSize;
+std::size_t frameBytes(const State& s) {
+    return static_cast<std::size_t>(s.frameSize) * sizeof *s.pDelay;
+}
+
+template <typename Sample, typename Number, typename State, typename Forward>
+QolStatus analyse(const Sample* pSrc, Number* pDst, State* pState, Qol8u* pBuf, Forward forward) {
+    if (anyNull(pSrc, pDst, pState, pBuf)) {
+        return qolStsNullPtrErr;
+    }
+    const State& s = *alignUp<16>(pState);
+    Qol8u* const pTime = alignUp<16>(pBuf);
+    auto* const pFold = reinterpret_cast<Sample*>(pTime);
+    std::memcpy(shiftDelay(s), pSrc, frameBytes(s));
+    if (s.fftLen % 8 == 0) {
+        fold8(s.pDelay, s.pWindow, pFold, s.fftLen, s.windowLen);
+    } else {
+        foldPlain(s.pDelay, s.pWindow, pFold, s.fftLen, s.windowLen);
+    }
+    return forward(pFold, &pDst->re, s.pFFTSpec, pTime + timeBytes(s)) == qolStsNoErr ? qolStsNoErr
+                                                                                      : qolStsErr;
+}
+
+template <typename Number, typename Sample, typename State, typename Inverse>
+QolStatus synthesise(const Number* pSrc, Sample* pDst, State* pState, Qol8u* pBuf,
+                     Inverse inverse) {
+    if (anyNull(pSrc, pDst, pState, pBuf)) {
+        return qolStsNullPtrErr;
+    }
+    const State& s = *alignUp<16>(pState);
+    Qol8u* const pWork = alignUp<16>(pBuf);
+    auto* const pTime = reinterpret_cast<Sample*>(pWork);
+    if (inverse(&pSrc->re, pTime, s.pFFTSpec, pWork + timeBytes(s)) != qolStsNoErr) {
+        return qolStsErr;
+    }
+    std::memset(shiftDelay(s), 0, frameBytes(s));
+    if (s.fftLen % 8 == 0) {
+        overlap8(pTime, s.pWindow, s.pDelay, s.fftLen, s.windowLen);
+    } else {
+        overlapPlain(pTime, s.pWindow, s.pDelay, s.fftLen, s.windowLen);
+    }
+    std::memcpy(pDst, s.pDelay, frameBytes(s));
+    return qolStsNoErr;
 }
 
 } // namespace
@@ -295,80 +343,36 @@ QolStatus qolsSubbandProcessInit_16s(QolsSubbandProcessState_16s* pState, Qol32s
 
 QolStatus qolsSubbandAnalysis_32f32fc(const Qol32f* pSrc, Qol32fc* pDst,
                                       QolsSubbandProcessState_32f* pState, Qol8u* pBuf) noexcept {
-    if (anyNull(pSrc, pDst, pState, pBuf)) {
-        return qolStsNullPtrErr;
-    }
-    const State32f& s = *alignUp<16>(pState);
-    auto* const pFold = reinterpret_cast<Qol32f*>(alignUp<16>(pBuf));
-    shiftDelay(s);
-    std::memcpy(delayTop(s), pSrc, static_cast<std::size_t>(s.frameSize) * sizeof(Qol32f));
-    (s.fftLen % 8 == 0 ? fold8_32f : foldPlain_32f)(s.pDelay, s.pWindow, pFold, s.fftLen,
-                                                    s.windowLen);
-    return qolsFFTFwd_RToCCS_32f(pFold, &pDst->re, s.pFFTSpec,
-                                 reinterpret_cast<Qol8u*>(pFold + s.fftLen)) == qolStsNoErr
-               ? qolStsNoErr
-               : qolStsErr;
+    return analyse(pSrc, pDst, pState, pBuf,
+                   [](auto* pFold, auto* pBands, auto* pSpec, Qol8u* pWork) {
+                       return qolsFFTFwd_RToCCS_32f(pFold, pBands, pSpec, pWork);
+                   });
 }
 
 QolStatus qolsSubbandAnalysis_16s32sc_Sfs(const Qol16s* pSrc, Qol32sc* pDst,
                                           QolsSubbandProcessState_16s* pState, Qol32s scaleFactor,
                                           Qol8u* pBuf) noexcept {
-    if (anyNull(pSrc, pDst, pState, pBuf)) {
-        return qolStsNullPtrErr;
-    }
-    const State16s& s = *alignUp<16>(pState);
-    auto* const pFold = reinterpret_cast<Qol16s*>(alignUp<16>(pBuf));
-    shiftDelay(s);
-    std::memcpy(delayTop(s), pSrc, static_cast<std::size_t>(s.frameSize) * sizeof(Qol16s));
-    (s.fftLen % 8 == 0 ? fold8_16s : foldPlain_16s)(s.pDelay, s.pWindow, pFold, s.fftLen,
-                                                    s.windowLen);
-    return qolsFFTFwd_RToCCS_16s32s_Sfs(pFold, &pDst->re, s.pFFTSpec, scaleFactor,
-                                        alignUp<16>(pBuf) +
-                                            echo::roundUp16(Qol64s{4} * s.fftLen)) == qolStsNoErr
-               ? qolStsNoErr
-               : qolStsErr;
+    return analyse(
+        pSrc, pDst, pState, pBuf, [=](auto* pFold, auto* pBands, auto* pSpec, Qol8u* pWork) {
+            return qolsFFTFwd_RToCCS_16s32s_Sfs(pFold, pBands, pSpec, scaleFactor, pWork);
+        });
 }
 
 QolStatus qolsSubbandSynthesis_32fc32f(const Qol32fc* pSrc, Qol32f* pDst,
                                        QolsSubbandProcessState_32f* pState, Qol8u* pBuf) noexcept {
-    if (anyNull(pSrc, pDst, pState, pBuf)) {
-        return qolStsNullPtrErr;
-    }
-    const State32f& s = *alignUp<16>(pState);
-    auto* const pTime = reinterpret_cast<Qol32f*>(alignUp<16>(pBuf));
-    if (qolsFFTInv_CCSToR_32f(&pSrc->re, pTime, s.pFFTSpec,
-                              reinterpret_cast<Qol8u*>(pTime + s.fftLen)) != qolStsNoErr) {
-        return qolStsErr;
-    }
-    const std::size_t bytes = static_cast<std::size_t>(s.frameSize) * sizeof(Qol32f);
-    shiftDelay(s);
-    std::memset(delayTop(s), 0, bytes);
-    (s.fftLen % 8 == 0 ? overlap8_32f : overlapPlain_32f)(pTime, s.pWindow, s.pDelay, s.fftLen,
-                                                          s.windowLen);
-    std::memcpy(pDst, s.pDelay, bytes);
-    return qolStsNoErr;
+    return synthesise(pSrc, pDst, pState, pBuf,
+                      [](auto* pBands, auto* pTime, auto* pSpec, Qol8u* pWork) {
+                          return qolsFFTInv_CCSToR_32f(pBands, pTime, pSpec, pWork);
+                      });
 }
 
 QolStatus qolsSubbandSynthesis_32sc16s_Sfs(const Qol32sc* pSrc, Qol16s* pDst,
                                            QolsSubbandProcessState_16s* pState, Qol32s scaleFactor,
                                            Qol8u* pBuf) noexcept {
-    if (anyNull(pSrc, pDst, pState, pBuf)) {
-        return qolStsNullPtrErr;
-    }
-    const State16s& s = *alignUp<16>(pState);
-    auto* const pTime = reinterpret_cast<Qol16s*>(alignUp<16>(pBuf));
-    if (qolsFFTInv_CCSToR_32s16s_Sfs(&pSrc->re, pTime, s.pFFTSpec, scaleFactor,
-                                     alignUp<16>(pBuf) + echo::roundUp16(Qol64s{4} * s.fftLen)) !=
-        qolStsNoErr) {
-        return qolStsErr;
-    }
-    const std::size_t bytes = static_cast<std::size_t>(s.frameSize) * sizeof(Qol16s);
-    shiftDelay(s);
-    std::memset(delayTop(s), 0, bytes);
-    (s.fftLen % 8 == 0 ? overlap8_16s : overlapPlain_16s)(pTime, s.pWindow, s.pDelay, s.fftLen,
-                                                          s.windowLen);
-    std::memcpy(pDst, s.pDelay, bytes);
-    return qolStsNoErr;
+    return synthesise(
+        pSrc, pDst, pState, pBuf, [=](auto* pBands, auto* pTime, auto* pSpec, Qol8u* pWork) {
+            return qolsFFTInv_CCSToR_32s16s_Sfs(pBands, pTime, pSpec, scaleFactor, pWork);
+        });
 }
 
 } // namespace qolsc
