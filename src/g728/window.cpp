@@ -76,6 +76,25 @@ Scales scalesOf(QolsWinHybridState_G728& state, int exponent, Qol64s tail, Qol64
     return s;
 }
 
+/// Recursive update and result from the sums of each lag over the new samples and over the
+/// non-recursive part.
+template <class Tail, class Rest>
+void combine(QolsWinHybridState_G728& state, int exponent, Tail&& tail, Rest&& rest, Qol16s* pDst) {
+    const Scales s = scalesOf(state, exponent, tail(0), rest(0));
+    const Qol64s keep = attenuation(state);
+    Qol16s* const r = state.pBuffer;
+    r[0] = s.recursive;
+    pDst[0] = s.first;
+    for (int k = 1; k <= state.order; ++k) {
+        const Qol64s z =
+            shiftRight(r[k] * keep, s.update.old) + shiftRight(tail(k), s.update.fresh);
+        r[k] = roundHigh(scaleUp<Qol32s>(z, s.updateUp));
+        const Qol64s y =
+            shiftRight(r[k] * Qol64s{65536}, s.result.old) + shiftRight(rest(k), s.result.fresh);
+        pDst[k] = roundHigh(scaleUp<Qol32s>(y, s.resultUp));
+    }
+}
+
 } // namespace
 
 void ownHybridPlain_G728(QolsWinHybridState_G728& state, const HybridSpan& span, Qol16s* pDst) {
@@ -88,19 +107,9 @@ void ownHybridPlain_G728(QolsWinHybridState_G728& state, const HybridSpan& span,
         return sum;
     };
     const int order = state.order, fresh = order + state.frameLen;
-    const Scales s =
-        scalesOf(state, 2 * span.shift, sumAt(0, order, fresh), sumAt(0, fresh, span.length));
-    Qol16s* const r = state.pBuffer;
-    r[0] = s.recursive;
-    pDst[0] = s.first;
-    for (int k = 1; k <= order; ++k) {
-        const Qol64s z = shiftRight(r[k] * attenuation(state), s.update.old) +
-                         shiftRight(sumAt(k, order, fresh), s.update.fresh);
-        r[k] = roundHigh(scaleUp<Qol32s>(z, s.updateUp));
-        const Qol64s y = shiftRight(r[k] * Qol64s{65536}, s.result.old) +
-                         shiftRight(sumAt(k, fresh, span.length), s.result.fresh);
-        pDst[k] = roundHigh(scaleUp<Qol32s>(y, s.resultUp));
-    }
+    combine(
+        state, 2 * span.shift, [&](int k) { return sumAt(k, order, fresh); },
+        [&](int k) { return sumAt(k, fresh, span.length); }, pDst);
 }
 
 namespace {
@@ -177,7 +186,7 @@ void windowSpan(const HybridSpan& s, int places, Windowed& w) {
 
 /// sum[k] = the sum of x[i] x[i + lag + k] over count places from first on, for four lags a vector.
 template <int Vectors>
-void correlateLags(const Qol32s* pairs, int first, int count, int lag, Qol64f* sum) {
+void correlateLags(const Qol32s* pairs, int first, int count, int lag, Qol64s* sum) {
     using namespace simd;
     const int end = first + count;
     for (int start = first; start < end; start += kPiece) {
@@ -194,14 +203,17 @@ void correlateLags(const Qol32s* pairs, int first, int count, int lag, Qol64f* s
             }
         }
         for (int v = 0; v < Vectors; ++v) {
-            const d256 piece = _mm256_cvtepi32_pd(s[v]);
-            stored(sum + 4 * v, start > first ? addd(loadd(sum + 4 * v), piece) : piece);
+            const i128 low = _mm_cvtepi32_epi64(s[v]),
+                       high = _mm_cvtepi32_epi64(_mm_srli_si128(s[v], 8));
+            Qol64s* const at = sum + 4 * v;
+            store(at, start > first ? _mm_add_epi64(load(at), low) : low);
+            store(at + 2, start > first ? _mm_add_epi64(load(at + 2), high) : high);
         }
     }
 }
 
 template <int Vectors>
-void correlate(const Qol32s* pairs, int first, int count, Qol64f* sum) {
+void correlate(const Qol32s* pairs, int first, int count, Qol64s* sum) {
     // No more sums at once than registers hold.
     constexpr int kMost = 7;
     correlateLags<std::min(Vectors, kMost)>(pairs, first, count, 0, sum);
@@ -211,60 +223,17 @@ void correlate(const Qol32s* pairs, int first, int count, Qol64f* sum) {
     }
 }
 
-/// 2^n for a normal double.
-Qol64f power(int n) { return std::bit_cast<Qol64f>(Qol64s{1023 + n} << 52); }
-
-simd::d256 shifted(simd::d256 x, simd::d256 factor) {
-    return _mm256_floor_pd(simd::muld(x, factor));
-}
-/// The upper half of values in units of `factor` of it, rounded, no more than a word holds.
-simd::d256 upperHalf(simd::d256 x, simd::d256 factor) {
-    using namespace simd;
-    const d256 y = _mm256_floor_pd(addd(muld(x, factor), splatd(0.5)));
-    return _mm256_max_pd(_mm256_min_pd(y, splatd(32767)), splatd(-32768));
-}
-void storeWords(Qol16s* p, simd::d256 x) {
-    const simd::i128 words = _mm256_cvtpd_epi32(x);
-    simd::storeLow64(p, simd::packSat16(words, words));
-}
-
-/// Recursive update and result in doubles, which hold every value exactly: a shift is a product
-/// with a power of two that is rounded down.
-void combineLanes(QolsWinHybridState_G728& state, int exponent, const Qol64f* tail,
-                  const Qol64f* rest, Qol16s* pDst) {
-    using namespace simd;
-    const auto down = [](int n) { return power(-std::min(n, 62)); };
-    const Scales s =
-        scalesOf(state, exponent, static_cast<Qol64s>(tail[0]), static_cast<Qol64s>(rest[0]));
-    const d256 old = splatd(static_cast<Qol64f>(attenuation(state)) * down(s.update.old)),
-               fresh = splatd(down(s.update.fresh)), up = splatd(power(s.updateUp - 16)),
-               resultOld = splatd(65536 * down(s.result.old)),
-               resultFresh = splatd(down(s.result.fresh)),
-               resultUp = splatd(power(s.resultUp - 16));
-    // What lies behind the last lag is in the record as well, and is not stored.
-    Qol16s r[kFastLags], result[kFastLags];
-    for (int k = 0; k <= state.order; k += 4) {
-        const d256 before = _mm256_cvtepi32_pd(widenLow(loadLow64(state.pBuffer + k)));
-        const d256 z = addd(shifted(before, old), shifted(loadd(tail + k), fresh));
-        const d256 now = upperHalf(z, up);
-        const d256 y = addd(shifted(now, resultOld), shifted(loadd(rest + k), resultFresh));
-        storeWords(r + k, now);
-        storeWords(result + k, upperHalf(y, resultUp));
-    }
-    result[0] = s.first;
-    std::copy_n(r, state.order + 1, state.pBuffer);
-    std::copy_n(result, state.order + 1, pDst);
-}
-
 template <int Vectors>
 void hybrid(QolsWinHybridState_G728& state, const HybridSpan& span, Qol16s* pDst) {
     const int newest = span.length - state.order - state.frameLen;
     Windowed w;
     windowSpan(span, newest + state.frameLen + 4 * Vectors, w);
-    Qol64f tail[4 * Vectors], rest[4 * Vectors];
+    Qol64s tail[4 * Vectors], rest[4 * Vectors];
     correlate<Vectors>(w.pairs, newest, state.frameLen, tail);
     correlate<Vectors>(w.pairs, 0, newest, rest);
-    combineLanes(state, 2 * span.shift, tail, rest, pDst);
+    combine(
+        state, 2 * span.shift, [&](int k) { return tail[k]; }, [&](int k) { return rest[k]; },
+        pDst);
 }
 
 } // namespace
