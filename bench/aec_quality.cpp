@@ -13,10 +13,17 @@
 //   segSNR, LSD = output against talker and noise alone, 10 to 16 s: mean of the SNR of 20 ms
 //                 blocks in dB, and distance of log spectra in dB: near-end speech's distortion
 //   passes      = segSNR of what passes with a silent far end, that is the filter bank's part in it
+//
+// With --bound: what the best filters that don't change could reach in the sub-bands, by least
+// squares over the first 20 s of each scene without noise, with the windows of --economy and ours.
+#include "aec/bank.h"
 #include "aec/canceller.h"
+#include "aec/engines.h"
 #include "aec/scene.h"
 #include "audio.h"
 #include "metrics.h"
+
+#include "qolsc.h"
 
 #ifdef QOLSC_HAVE_SPEEXDSP
 #include <speex/speex_echo.h>
@@ -24,6 +31,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -148,9 +156,130 @@ void judge(const Canceller& canceller, int rate, const Samples& far, const Scene
     std::fflush(stdout);
 }
 
+// ---- the bound ----
+
+using Complex = std::complex<double>;
+using Bands = std::vector<std::vector<Qol32fc>>; // a row for each frame
+
+struct BankState {
+    BankState(const Bank& bank, const std::vector<double>& window)
+        : state(size(bank, 0)), buffer(size(bank, 2)) {
+        const std::vector<Qol32f> w(window.begin(), window.end());
+        aecCheck(qolsSubbandProcessInit_32f(p(), bank.order, bank.frameSize, bank.windowLen,
+                                            w.empty() ? nullptr : w.data(), nullptr));
+    }
+    static int size(const Bank& bank, int which) {
+        Qol32s sizes[3];
+        aecCheck(qolsSubbandProcessGetSize_32f(bank.order, bank.windowLen, &sizes[0], &sizes[1],
+                                               &sizes[2]));
+        return sizes[which];
+    }
+    QolsSubbandProcessState_32f* p() { return state.as<QolsSubbandProcessState_32f>(); }
+    Qol8u* b() { return buffer.as<Qol8u>(); }
+    AecMemory state, buffer;
+};
+
+Bands analyse(const Bank& bank, const Samples& x) {
+    BankState state(bank, bank.analysis);
+    const std::vector<Qol32f> f(x.begin(), x.end());
+    Bands rows;
+    for (std::size_t n = 0; n + static_cast<std::size_t>(bank.frameSize) <= f.size();
+         n += static_cast<std::size_t>(bank.frameSize)) {
+        rows.emplace_back(bank.bands);
+        aecCheck(qolsSubbandAnalysis_32f32fc(&f[n], rows.back().data(), state.p(), state.b()));
+    }
+    return rows;
+}
+
+Samples synthesise(const Bank& bank, const Bands& rows) {
+    BankState state(bank, bank.synthesis);
+    std::vector<Qol32f> frame(static_cast<std::size_t>(bank.frameSize));
+    Samples y;
+    for (const auto& row : rows) {
+        aecCheck(qolsSubbandSynthesis_32fc32f(row.data(), frame.data(), state.p(), state.b()));
+        for (const float v : frame) {
+            y.push_back(static_cast<std::int16_t>(std::lrint(v)));
+        }
+    }
+    return y;
+}
+
+/// Solves a·w = b for a positive definite a, of which the lower triangle is given, by Cholesky's
+/// factors.
+std::vector<Complex> solve(std::vector<std::vector<Complex>> a, std::vector<Complex> w) {
+    const std::size_t n = w.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t j = 0; j <= i; ++j) {
+            for (std::size_t k = 0; k < j; ++k) {
+                a[i][j] -= a[i][k] * std::conj(a[j][k]);
+            }
+            a[i][j] = i == j ? std::sqrt(std::max(a[i][i].real(), 1e-9)) : a[i][j] / a[j][j];
+        }
+        for (std::size_t k = 0; k < i; ++k) {
+            w[i] -= a[i][k] * w[k];
+        }
+        w[i] /= a[i][i];
+    }
+    for (std::size_t i = n; i-- > 0;) {
+        for (std::size_t k = i + 1; k < n; ++k) {
+            w[i] -= std::conj(a[k][i]) * w[k];
+        }
+        w[i] /= a[i][i];
+    }
+    return w;
+}
+
+/// Subtracts from the near end of a band what the best filter of the far end makes of it.
+void subtractBest(const Bands& far, Bands& near, std::size_t band, std::size_t taps) {
+    const auto x = [&](std::size_t m) { return Complex(far[m][band].re, far[m][band].im); };
+    std::vector<std::vector<Complex>> a(taps, std::vector<Complex>(taps));
+    std::vector<Complex> w(taps);
+    for (std::size_t m = taps; m < far.size(); ++m) {
+        const Complex d(near[m][band].re, near[m][band].im);
+        for (std::size_t i = 0; i < taps; ++i) {
+            w[i] += std::conj(x(m - i)) * d;
+            for (std::size_t j = 0; j <= i; ++j) {
+                a[i][j] += std::conj(x(m - i)) * x(m - j);
+            }
+        }
+    }
+    double trace = 1;
+    for (std::size_t i = 0; i < taps; ++i) {
+        trace += a[i][i].real();
+    }
+    for (std::size_t i = 0; i < taps; ++i) {
+        a[i][i] += 1e-7 * trace / static_cast<double>(taps);
+    }
+    w = solve(std::move(a), std::move(w));
+    for (std::size_t m = far.size(); m-- > 0;) {
+        Complex d(near[m][band].re, near[m][band].im);
+        for (std::size_t i = 0; i < std::min(taps, m + 1); ++i) {
+            d -= x(m - i) * w[i];
+        }
+        near[m][band] = {static_cast<float>(d.real()), static_cast<float>(d.imag())};
+    }
+}
+
+void showBound(int rate, const Samples& far, const Samples& echo) {
+    constexpr double kTo = 20;
+    for (const bool economy : {true, false}) {
+        const Bank bank = bankOf({.rate = rate, .tailMs = kTailMs, .economy = economy});
+        const Bands x = analyse(bank, cut(far, rate, 0, kTo));
+        Bands d = analyse(bank, cut(echo, rate, 0, kTo));
+        for (std::size_t band = 0; band < static_cast<std::size_t>(bank.bands); ++band) {
+            subtractBest(x, d, band, static_cast<std::size_t>(bank.segments));
+        }
+        const Samples left = synthesise(bank, d);
+        std::printf("%-15s %6.1f dB from 2 to 19 s\n", economy ? "library's" : "ours",
+                    ratio(echo, left, rate, 2, kTo - 1));
+        std::fflush(stdout);
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    const bool bound = argc > 1 && std::string(argv[1]) == "--bound";
     const std::string prompts = "/usr/share/asterisk/sounds/en_US_f_Allison/",
                       books = "/usr/share/pocketsphinx/test/data/";
     const std::string book = "librivox/sense_and_sensibility_01_austen_64kb-";
@@ -192,6 +321,12 @@ int main(int argc, char** argv) {
         std::printf("%-15s %6s %6s %6s %6s %6s %6s %6s %6s | %6s %6s %6s %6s %6s\n", "", "0-2",
                     "2-5", "5-10", "16-24", "24-26", "26-28", "28-40", "back", "rise", "after",
                     "segSNR", "LSD", "passes");
+        if (bound) {
+            if (settings.noiseDb < -200) {
+                showBound(rate, far, alone.echo);
+            }
+            continue;
+        }
         for (const Canceller& c : cancellers) {
             const bool wanted =
                 argc < 2 || std::any_of(argv + 1, argv + argc,
