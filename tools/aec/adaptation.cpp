@@ -25,6 +25,8 @@ constexpr double kTalkRatio = 8, kTalkBands = 0.25, kHangover = 0.1, kTalkSlowDo
 constexpr double kReversed = 0.3, kExplained = 0.12, kExplainedInTalk = 0.25;
 /// Below this share of a band the difference explains nothing but chance.
 constexpr double kChance = 0.3;
+constexpr double kMostStep =
+    0.8; // of the step that leaves no error; the controllers may allow more
 constexpr double kRegularisation = 1e-2;
 constexpr double kSaveEvery = 0.25; // s
 constexpr double kPowerFloor = 1e5; // bands of less power tell nothing of changes
@@ -45,6 +47,8 @@ Adaptation::Adaptation(int bands, int segments, double frameSeconds, bool twoRow
         b.misalignment = 1 / segments_;
     }
 }
+
+bool Adaptation::calm() const { return quiet_ > kSaveEvery; }
 
 void Adaptation::observe(const BandFrame& frame) {
     for (std::size_t i = 0; i < bands_.size(); ++i) {
@@ -96,8 +100,8 @@ void Adaptation::decide() {
 }
 
 void Adaptation::step(const BandFrame& frame) {
-    const bool saving = quiet_ > kSaveEvery;
-    quiet_ = saving ? 0 : quiet_;
+    const bool saving = calm() && unsaved_ > kSaveEvery;
+    unsaved_ = saving ? 0 : unsaved_ + frameSeconds_;
     const bool believe = explained_ > (doubleTalk() ? kExplainedInTalk : kExplained);
     for (std::size_t i = 0; i < bands_.size(); ++i) {
         BandControl& b = bands_[i];
@@ -113,7 +117,7 @@ void Adaptation::step(const BandFrame& frame) {
         b.misalignment = std::max(b.misalignment, kLeastMisalignment / segments_);
 
         const Complex error = frame.adaptiveErr[i];
-        const double most = frame.step[i] * b.power;
+        const double most = std::min(kMostStep, frame.step[i] * b.power);
         const double mu = std::min(most, b.misalignment * b.power /
                                              std::max({b.error, 0.5 * std::norm(error), 1e-9})) *
                           (doubleTalk() ? kTalkSlowDown : 1);

@@ -49,6 +49,8 @@ public:
     Adaptation(int bands, int segments, double frameSeconds, bool twoRows);
     const std::vector<BandDecision>& run(const BandFrame& frame);
     bool doubleTalk() const { return hangover_ > 0; }
+    /// No talk for a quarter of a second: what has been learnt is safe to be kept.
+    bool calm() const;
     /// Double talk has just begun: the adaptive filter goes back to the fixed one.
     bool restore() const { return restore_; }
 
@@ -64,7 +66,8 @@ private:
     double explained_ = 0; ///< mean share of the fixed error that the adaptive filter explains
     double reversed_ = 0;  ///< mean share of the adaptive error that is the echo turned over
     double hangover_ = 0;  ///< seconds that double talk still holds
-    double quiet_ = 0;     ///< seconds without double talk since the last saving
+    double quiet_ = 0;     ///< seconds without double talk
+    double unsaved_ = 0;   ///< seconds since the last saving
     bool restore_ = false;
 };
 

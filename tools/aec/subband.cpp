@@ -321,9 +321,9 @@ struct SubbandFixed : Filters<Qol32sc> {
     /// frame's level the error's: the controller's marks then lie at 9 dB (save now and then) and
     /// 18 dB of echo return loss enhancement (restore when it has been less for long and the fixed
     /// filter is better). The frame's level is kept off the marks beyond, where the controller
-    /// would save in every frame, also in the first ones of talk, or restore in every frame, also
-    /// when the path has changed. What it takes for talk may hold the coefficients only as long as
-    /// the adaptation sees talk as well.
+    /// would save in every frame, or restore in every frame, also when the path has changed; and
+    /// between them, where nothing is saved, around talk. What it takes for talk may hold the
+    /// coefficients only as long as the adaptation sees talk as well.
     void controlDoubleTalk() {
         constexpr int kSaveAlwaysAfter = 100;
         Qol32s lowBands = 0, result = 0;
@@ -333,8 +333,9 @@ struct SubbandFixed : Filters<Qol32sc> {
         update();
         Qol64s level = powerOf(near) * 128;
         frames = (frames + 1) % (kSaveAlwaysAfter / 2);
-        const Qol64s now =
-            frames == 0 ? level >> 9 : std::clamp(powerOf(adaptiveErr), level >> 17, level >> 8);
+        const Qol64s now = frames == 0 || !adaptation.calm()
+                               ? level >> 9
+                               : std::clamp(powerOf(adaptiveErr), level >> 17, level >> 8);
         aecCheck(qolsSubbandControllerDT_EC_16s(adaptiveErr.data(), fixedErr.data(),
                                                 adaptive.inOut(), fixed.inOut(), &level, &result,
                                                 now, 1, adaptation.doubleTalk() ? 0 : 1, 0, dt()));
