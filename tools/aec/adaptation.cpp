@@ -25,6 +25,9 @@ constexpr double kTalkRatio = 8, kTalkBands = 0.25, kHangover = 0.1, kTalkSlowDo
 constexpr double kReversed = 0.3, kExplained = 0.12, kExplainedInTalk = 0.25;
 /// Below this share of a band the difference explains nothing but chance.
 constexpr double kChance = 0.3;
+/// Residual echo over error, as far as their means may be apart by chance: where the steps are
+/// small the error falls faster than the belief.
+constexpr double kMostResidual = 4;
 constexpr double kMostStep =
     0.8; // of the step that leaves no error; the controllers may allow more
 constexpr double kRegularisation = 1e-2;
@@ -113,6 +116,9 @@ void Adaptation::step(const BandFrame& frame) {
         }
         if (reversed_ > kReversed) {
             b.misalignment = std::max(b.misalignment, std::min(b.slowError / power, 1 / segments_));
+        }
+        if (b.slowPower > kSilence * segments_ * static_cast<double>(bands_.size())) {
+            b.misalignment = std::min(b.misalignment, kMostResidual * b.slowError / b.slowPower);
         }
         b.misalignment = std::max(b.misalignment, kLeastMisalignment / segments_);
 
