@@ -17,7 +17,7 @@ struct AecSettings {
     int rate = 8000;      ///< 8000 or 16000
     int tailMs = 128;     ///< length of the echo path that the filters cover
     bool suppress = true; ///< residual suppression by the controller's factor
-    bool economy = false; ///< sub-bands: the library's windows and one row, in 0.4 of the time
+    bool economy = false; ///< sub-bands: the library's windows and one row, in half the time
 };
 
 /// What the canceller did, frame by frame.
