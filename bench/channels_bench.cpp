@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Many channels at once: G.729 Annex A (a frame encoded and one decoded) and the sub-band echo
-// canceller. Each channel has its own state and goes on at its own place in the signal; frames are
-// run channel by channel, so that states compete for the caches. `channels/core` is how many of
-// them a core would run in real time.
+// canceller in its economical form. Each channel has its own state and goes on at its own place in
+// the signal; frames are run channel by channel, so that states compete for the caches.
+// `channels/core` is how many of them a core would run in real time.
 #include "aec/engines.h"
 #include "codecs/codec.h"
 #include "kit/data.h"
@@ -75,7 +75,7 @@ class Canceller {
 public:
     static constexpr double kFrameSeconds = 24.0 / 8000;
     explicit Canceller(int channel)
-        : runner(makeSubbandFloat({.rate = 8000, .tailMs = 128, .suppress = true})),
+        : runner(makeSubbandFloat({.rate = 8000, .tailMs = 128, .economy = true})),
           place(placeOf(channel)) {}
     void run() {
         const std::int16_t* far = place.next(speech(), 24);

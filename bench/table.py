@@ -14,7 +14,8 @@ import sys
 # partner, or the peer isn't installed, its time stands alone.
 PAIRS = {
     "amrwb_bench": [(r"frame/(.*)", r"frame_vo_amrwbenc/\1", "vo-amrwbenc"), (r"search/(.*)", r"search_plain/\1", "plain")],
-    "echo_bench": [(r"(subband\w+)/8000", "speex/8000/1024", "speexdsp"), (r"(subband\w+)/16000", "speex/16000/2048", "speexdsp"),
+    "echo_bench": [(r"(?:subband|exportsOnly).*/8000(?:/\d)?", "speex/8000/1024", "speexdsp"),
+                   (r"(?:subband|exportsOnly).*/16000(?:/\d)?", "speex/16000/2048", "speexdsp"),
                    (r"tone(Fixed|Float)", "toneSpandsp", "spandsp")],
     "fft_bench": [(r"ours/(.*)", r"fftw/\1", "FFTW3f")],
     "g722_bench": [(r"(encode|decode)Ours", r"\1Spandsp", "spandsp"), (r"(encode|decode)Ours", r"\1Avcodec", "libavcodec")],
