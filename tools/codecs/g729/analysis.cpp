@@ -79,7 +79,7 @@ bool hasManyPulses(Search search) {
 /// What the search of the fixed codebook gives.
 struct FixedPart {
     Subframe code, filtered;
-    Qol16s index[5]; ///< signs, positions; or five words
+    Qol16s index[5] = {}; ///< signs, positions; or five words
 };
 
 /// Search of the fixed codebook on the target less the pitch contribution, the adaptive vector
@@ -87,7 +87,7 @@ struct FixedPart {
 FixedPart searchFixed(SubframeState& s, const Subframe& target, const PitchPart& p,
                       const Qol16s* adaptive, Qol16s gain, int subframe, Search search) {
     const Subframe& response = p.response;
-    FixedPart part{};
+    FixedPart part;
     if (hasManyPulses(search)) {
         Subframe ltpResidual;
         for (int i = 0; i < kSubframe; ++i) {
