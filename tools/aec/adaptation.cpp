@@ -42,43 +42,52 @@ double share(double square, double a, double b) { return square / (a * b + 1); }
 
 } // namespace
 
-Adaptation::Adaptation(int bands, int segments, double frameSeconds, bool twoRows)
-    : segments_(segments), frameSeconds_(frameSeconds), fast_(1 - std::exp(-frameSeconds / kFast)),
-      slow_(1 - std::exp(-frameSeconds / kSlow)), noiseRise_(std::exp(frameSeconds / kNoiseRise)),
-      twoRows_(twoRows), bands_(static_cast<std::size_t>(bands)), decisions_(bands_.size()) {
-    for (BandControl& b : bands_) {
-        b.misalignment = 1 / segments_;
+BandAdaptation makeAdaptation(int bands, int segments, double frameSeconds, bool twoRows) {
+    BandAdaptation a{};
+    a.segments = segments;
+    a.frameSeconds = frameSeconds;
+    a.fast = 1 - std::exp(-frameSeconds / kFast);
+    a.slow = 1 - std::exp(-frameSeconds / kSlow);
+    a.noiseRise = std::exp(frameSeconds / kNoiseRise);
+    a.twoRows = twoRows;
+    a.bands.resize(static_cast<std::size_t>(bands));
+    a.decisions.resize(a.bands.size());
+    for (BandControl& b : a.bands) {
+        b.misalignment = 1 / a.segments;
     }
+    return a;
 }
 
-bool Adaptation::calm() const { return quiet_ > kSaveEvery; }
+bool isCalm(const BandAdaptation& a) { return a.quiet > kSaveEvery; }
 
-void Adaptation::observe(const BandFrame& frame) {
-    for (std::size_t i = 0; i < bands_.size(); ++i) {
-        BandControl& b = bands_[i];
+namespace {
+
+void observe(BandAdaptation& a, const BandFrame& frame) {
+    for (std::size_t i = 0; i < a.bands.size(); ++i) {
+        BandControl& b = a.bands[i];
         const Complex x = frame.far[0][i], gone = frame.gone[0][i];
         b.powerBefore = b.power;
         b.power = std::max(0.0, b.power + std::norm(x) - std::norm(gone));
         b.lag += x * std::conj(frame.far[1][i]) - gone * std::conj(frame.gone[1][i]);
         const Complex error = frame.adaptiveErr[i], fixedErr = frame.fixedErr[i];
         const Complex echo = frame.near[i] - error, gap = fixedErr - error;
-        b.error += fast_ * (std::norm(error) - b.error);
-        b.slowPower += slow_ * (b.power - b.slowPower);
-        b.slowError += slow_ * (std::norm(error) - b.slowError);
-        b.noise = std::min(b.slowError, b.noise * noiseRise_ + 1);
-        b.slowFixedError += slow_ * (std::norm(fixedErr) - b.slowFixedError);
-        b.echo += slow_ * (std::norm(echo) - b.echo);
-        b.echoInError += slow_ * (std::real(error * std::conj(echo)) - b.echoInError);
-        b.gap += slow_ * (std::norm(gap) - b.gap);
-        b.gapInFixed += slow_ * (fixedErr * std::conj(gap) - b.gapInFixed);
+        b.error += a.fast * (std::norm(error) - b.error);
+        b.slowPower += a.slow * (b.power - b.slowPower);
+        b.slowError += a.slow * (std::norm(error) - b.slowError);
+        b.noise = std::min(b.slowError, b.noise * a.noiseRise + 1);
+        b.slowFixedError += a.slow * (std::norm(fixedErr) - b.slowFixedError);
+        b.echo += a.slow * (std::norm(echo) - b.echo);
+        b.echoInError += a.slow * (std::real(error * std::conj(echo)) - b.echoInError);
+        b.gap += a.slow * (std::norm(gap) - b.gap);
+        b.gapInFixed += a.slow * (fixedErr * std::conj(gap) - b.gapInFixed);
     }
 }
 
-void Adaptation::decide() {
+void decide(BandAdaptation& a) {
     double reversed = 0, explained = 0;
     std::size_t heard = 0, louder = 0;
-    const double floor = kSilence * segments_ * static_cast<double>(bands_.size());
-    for (const BandControl& b : bands_) {
+    const double floor = kSilence * a.segments * static_cast<double>(a.bands.size());
+    for (const BandControl& b : a.bands) {
         louder += b.power > floor && b.error > kTalkRatio * (b.misalignment * b.power + b.noise);
         explained +=
             b.gapInFixed.real() > 0 ? share(std::norm(b.gapInFixed), b.gap, b.slowFixedError) : 0;
@@ -88,52 +97,53 @@ void Adaptation::decide() {
                 b.echoInError < 0 ? share(b.echoInError * b.echoInError, b.slowError, b.echo) : 0;
         }
     }
-    const auto count = static_cast<double>(bands_.size());
-    explained_ = explained / count;
-    reversed_ = heard > bands_.size() / 4 ? reversed / static_cast<double>(heard) : 0;
-    const bool talked = doubleTalk();
-    hangover_ = static_cast<double>(louder) > kTalkBands * count
-                    ? kHangover
-                    : std::max(0.0, hangover_ - frameSeconds_);
-    if (reversed_ > kReversed) {
-        hangover_ = 0;
+    const auto count = static_cast<double>(a.bands.size());
+    a.explained = explained / count;
+    a.reversed = heard > a.bands.size() / 4 ? reversed / static_cast<double>(heard) : 0;
+    const bool talked = isDoubleTalk(a);
+    a.hangover = static_cast<double>(louder) > kTalkBands * count
+                     ? kHangover
+                     : std::max(0.0, a.hangover - a.frameSeconds);
+    if (a.reversed > kReversed) {
+        a.hangover = 0;
     }
-    restore_ = doubleTalk() && !talked;
-    quiet_ = doubleTalk() ? 0 : quiet_ + frameSeconds_;
+    a.restore = isDoubleTalk(a) && !talked;
+    a.quiet = isDoubleTalk(a) ? 0 : a.quiet + a.frameSeconds;
 }
 
-void Adaptation::step(const BandFrame& frame) {
-    const bool saving = calm() && unsaved_ > kSaveEvery;
-    unsaved_ = saving ? 0 : unsaved_ + frameSeconds_;
-    const bool believe = explained_ > (doubleTalk() ? kExplainedInTalk : kExplained);
-    for (std::size_t i = 0; i < bands_.size(); ++i) {
-        BandControl& b = bands_[i];
+void step(BandAdaptation& a, const BandFrame& frame) {
+    const bool saving = isCalm(a) && a.unsaved > kSaveEvery;
+    a.unsaved = saving ? 0 : a.unsaved + a.frameSeconds;
+    const bool believe = a.explained > (isDoubleTalk(a) ? kExplainedInTalk : kExplained);
+    for (std::size_t i = 0; i < a.bands.size(); ++i) {
+        BandControl& b = a.bands[i];
         const double power = std::max(b.slowPower, 1.0);
         if (believe && b.gapInFixed.real() > 0) {
             const double part = share(std::norm(b.gapInFixed), b.gap, b.slowFixedError);
             b.misalignment = std::max(b.misalignment,
                                       (part - kChance) / (1 - kChance) * b.slowFixedError / power);
         }
-        if (reversed_ > kReversed) {
-            b.misalignment = std::max(b.misalignment, std::min(b.slowError / power, 1 / segments_));
+        if (a.reversed > kReversed) {
+            b.misalignment =
+                std::max(b.misalignment, std::min(b.slowError / power, 1 / a.segments));
         }
-        if (b.slowPower > kSilence * segments_ * static_cast<double>(bands_.size())) {
+        if (b.slowPower > kSilence * a.segments * static_cast<double>(a.bands.size())) {
             b.misalignment = std::min(b.misalignment, kMostResidual * b.slowError / b.slowPower);
         }
-        b.misalignment = std::max(b.misalignment, kLeastMisalignment / segments_);
+        b.misalignment = std::max(b.misalignment, kLeastMisalignment / a.segments);
 
         const Complex error = frame.adaptiveErr[i];
         const double most = std::min(kMostStep, frame.step[i] * b.power);
         const double mu = std::min(most, b.misalignment * b.power /
                                              std::max({b.error, 0.5 * std::norm(error), 1e-9})) *
-                          (doubleTalk() ? kTalkSlowDown : 1);
-        b.misalignment -= kProgress * mu * b.misalignment / segments_;
+                          (isDoubleTalk(a) ? kTalkSlowDown : 1);
+        b.misalignment -= kProgress * mu * b.misalignment / a.segments;
 
-        BandDecision& d = decisions_[i];
+        BandDecision& d = a.decisions[i];
         d.step = b.power > 0 ? mu / b.power : 0;
         d.error[0] = error;
         d.error[1] = 0;
-        if (twoRows_) {
+        if (a.twoRows) {
             const double more = kRegularisation * b.power + 1e5;
             const double r0 = b.power + more, r1 = b.powerBefore + more;
             const double scale = b.power / (r0 * r1 - std::norm(b.lag));
@@ -146,11 +156,13 @@ void Adaptation::step(const BandFrame& frame) {
     }
 }
 
-const std::vector<BandDecision>& Adaptation::run(const BandFrame& frame) {
-    observe(frame);
-    decide();
-    step(frame);
-    return decisions_;
+} // namespace
+
+const std::vector<BandDecision>& adapt(BandAdaptation& a, const BandFrame& frame) {
+    observe(a, frame);
+    decide(a);
+    step(a, frame);
+    return a.decisions;
 }
 
 } // namespace qolsc::tools

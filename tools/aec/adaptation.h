@@ -43,32 +43,27 @@ struct BandDecision {
     bool save;        ///< adaptive coefficients into the fixed filter
 };
 
-class Adaptation {
-public:
-    /// Two rows: affine projection of order two; one: NLMS.
-    Adaptation(int bands, int segments, double frameSeconds, bool twoRows);
-    const std::vector<BandDecision>& run(const BandFrame& frame);
-    bool doubleTalk() const { return hangover_ > 0; }
-    /// No talk for a quarter of a second: what has been learnt is safe to be kept.
-    bool calm() const;
-    /// Double talk has just begun: the adaptive filter goes back to the fixed one.
-    bool restore() const { return restore_; }
-
-private:
-    void observe(const BandFrame& frame);
-    void decide();
-    void step(const BandFrame& frame);
-
-    double segments_, frameSeconds_, fast_, slow_, noiseRise_;
-    bool twoRows_;
-    std::vector<BandControl> bands_;
-    std::vector<BandDecision> decisions_;
-    double explained_ = 0; ///< mean share of the fixed error that the adaptive filter explains
-    double reversed_ = 0;  ///< mean share of the adaptive error that is the echo turned over
-    double hangover_ = 0;  ///< seconds that double talk still holds
-    double quiet_ = 0;     ///< seconds without double talk
-    double unsaved_ = 0;   ///< seconds since the last saving
-    bool restore_ = false;
+/// The control of all bands.
+struct BandAdaptation {
+    double segments, frameSeconds;
+    double fast, slow, noiseRise; ///< of the means, a frame
+    bool twoRows;                 ///< affine projection of order two; else NLMS
+    std::vector<BandControl> bands;
+    std::vector<BandDecision> decisions;
+    double explained = 0; ///< mean share of the fixed error that the adaptive filter explains
+    double reversed = 0;  ///< mean share of the adaptive error that is the echo turned over
+    double hangover = 0;  ///< seconds that double talk still holds
+    double quiet = 0;     ///< seconds without double talk
+    double unsaved = 0;   ///< seconds since the last saving
+    bool restore =
+        false; ///< double talk has just begun: the adaptive filter goes back to the fixed one
 };
+
+BandAdaptation makeAdaptation(int bands, int segments, double frameSeconds, bool twoRows);
+/// Takes a frame and decides for each band.
+const std::vector<BandDecision>& adapt(BandAdaptation& a, const BandFrame& frame);
+inline bool isDoubleTalk(const BandAdaptation& a) { return a.hangover > 0; }
+/// No talk for a quarter of a second: what has been learnt is safe to be kept.
+bool isCalm(const BandAdaptation& a);
 
 } // namespace qolsc::tools

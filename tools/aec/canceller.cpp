@@ -43,45 +43,43 @@ AecRunner makeRunner(const AecSettings& settings) {
 }
 
 /// Disabling by the tone on either side; released after 400 ms in which both are quiet.
-class ToneSwitch {
-public:
-    ToneSwitch(int rate) : rate_(rate), far_(size(rate)), near_(far_) {
-        aecCheck(qolsToneDetectInit_EC_16s(far_.as<QolsToneDetectState_EC_16s>(), rate));
-        aecCheck(qolsToneDetectInit_EC_16s(near_.as<QolsToneDetectState_EC_16s>(), rate));
-    }
-    bool step(const std::int16_t* far, const std::int16_t* near, int len) {
-        const bool onFar = detect(far_, far, len), onNear = detect(near_, near, len); // both run on
-        const bool found = onFar || onNear;
-        quiet_ = isQuiet(far, len) && isQuiet(near, len) ? quiet_ + len : 0;
-        off_ = found || (off_ && quiet_ < rate_ * 2 / 5);
-        return off_;
-    }
-
-private:
-    static int size(int rate) {
-        Qol32s bytes = 0;
-        aecCheck(qolsToneDetectGetStateSize_EC_16s(rate, &bytes));
-        return bytes;
-    }
-    static bool detect(AecMemory& memory, const std::int16_t* x, int len) {
-        Qol32s result = 0;
-        aecCheck(qolsToneDetect_EC_16s(x, len, &result, memory.as<QolsToneDetectState_EC_16s>()));
-        return result != 0;
-    }
-    /// Below -36 dBm0, where full scale is +3.14 dBm0.
-    static bool isQuiet(const std::int16_t* x, int len) {
-        double sum = 0;
-        for (int n = 0; n < len; ++n) {
-            sum += double(x[n]) * x[n];
-        }
-        return sum < len * 0.5 * std::pow(32768.0 * std::pow(10.0, -39.14 / 20), 2);
-    }
-
-    int rate_;
-    AecMemory far_, near_;
-    int quiet_ = 0;
-    bool off_ = false;
+struct ToneSwitch {
+    int rate;
+    AecMemory far, near;
+    int quiet = 0;
+    bool off = false;
 };
+
+AecMemory makeToneDetector(int rate) {
+    Qol32s bytes = 0;
+    aecCheck(qolsToneDetectGetStateSize_EC_16s(rate, &bytes));
+    AecMemory memory(bytes);
+    aecCheck(qolsToneDetectInit_EC_16s(memory.as<QolsToneDetectState_EC_16s>(), rate));
+    return memory;
+}
+
+bool isToneIn(AecMemory& memory, const std::int16_t* x, int len) {
+    Qol32s result = 0;
+    aecCheck(qolsToneDetect_EC_16s(x, len, &result, memory.as<QolsToneDetectState_EC_16s>()));
+    return result != 0;
+}
+
+/// Below -36 dBm0, where full scale is +3.14 dBm0.
+bool isQuiet(const std::int16_t* x, int len) {
+    double sum = 0;
+    for (int n = 0; n < len; ++n) {
+        sum += double(x[n]) * x[n];
+    }
+    return sum < len * 0.5 * std::pow(32768.0 * std::pow(10.0, -39.14 / 20), 2);
+}
+
+bool switchedOff(ToneSwitch& s, const std::int16_t* far, const std::int16_t* near, int len) {
+    const bool onFar = isToneIn(s.far, far, len),
+               onNear = isToneIn(s.near, near, len); // both run on
+    s.quiet = isQuiet(far, len) && isQuiet(near, len) ? s.quiet + len : 0;
+    s.off = onFar || onNear || (s.off && s.quiet < s.rate * 2 / 5);
+    return s.off;
+}
 
 } // namespace
 
@@ -111,7 +109,8 @@ AecEngine aecEngineNamed(const std::string& name) {
 AecResult cancelEcho(const AecSettings& settings, std::span<const std::int16_t> far,
                      std::span<const std::int16_t> near) {
     const AecRunner runner = makeRunner(settings);
-    ToneSwitch tones(settings.rate);
+    ToneSwitch tones{settings.rate, makeToneDetector(settings.rate),
+                     makeToneDetector(settings.rate)};
     const auto size = static_cast<std::size_t>(runner.frameSize),
                delay = static_cast<std::size_t>(runner.delay);
     // Silence behind the end pushes the last samples through the delay.
@@ -124,7 +123,7 @@ AecResult cancelEcho(const AecSettings& settings, std::span<const std::int16_t> 
     std::vector<bool> off;
     for (std::size_t n = 0; n < y.size(); n += size) {
         const AecFrame f = runner.run(&x[n], &d[n], &y[n]);
-        off.push_back(tones.step(&x[n], &d[n], runner.frameSize));
+        off.push_back(switchedOff(tones, &x[n], &d[n], runner.frameSize));
         result.trace.step.push_back(10 * std::log10(std::max(f.step, 1e-30)));
         result.trace.gain.push_back(f.gain);
         result.trace.doubleTalk.push_back(f.doubleTalk);

@@ -48,8 +48,9 @@ struct Filters {
         : settings(settings), s(bankOf(settings)), far(s.segments + 2, s.bands),
           adaptive(s.segments, s.bands), fixed(s.segments, s.bands), near(count(s.bands)),
           adaptiveErr(near), fixedErr(near), scaled{near, near}, blended(near),
-          adaptation(s.bands, s.segments, static_cast<double>(s.frameSize) / settings.rate,
-                     !settings.economy),
+          adaptation(makeAdaptation(s.bands, s.segments,
+                                    static_cast<double>(s.frameSize) / settings.rate,
+                                    !settings.economy)),
           steps(near.size()) {}
 
     /// How fast to adapt and whom to believe; steps are the controller's.
@@ -70,8 +71,8 @@ struct Filters {
             wide[k].resize(near.size());
             widen(wide[k], sources[k]);
         }
-        const auto& decisions = adaptation.run(
-            {{wide[0], wide[1]}, {wide[2], wide[3]}, wide[4], wide[5], wide[6], steps});
+        const auto& decisions = adapt(
+            adaptation, {{wide[0], wide[1]}, {wide[2], wide[3]}, wide[4], wide[5], wide[6], steps});
         for (std::size_t i = 0; i < decisions.size(); ++i) {
             const BandDecision& d = decisions[i];
             steps[i] = d.step;
@@ -95,7 +96,7 @@ struct Filters {
     /// Coefficients on the adaptation's word, before the controller has its own.
     void transfer(const std::vector<BandDecision>& decisions) {
         for (std::size_t i = 0; i < decisions.size(); ++i) {
-            if (adaptation.restore()) {
+            if (adaptation.restore) {
                 copyBand(fixed, adaptive, i);
             } else if (decisions[i].save) {
                 copyBand(adaptive, fixed, i);
@@ -103,7 +104,7 @@ struct Filters {
         }
     }
     AecFrame report(double gain) const {
-        AecFrame frame{0, gain, adaptation.doubleTalk() ? 1.0 : 0.0};
+        AecFrame frame{0, gain, isDoubleTalk(adaptation) ? 1.0 : 0.0};
         for (const double v : steps) {
             frame.step += v / s.bands;
         }
@@ -120,7 +121,7 @@ struct Filters {
     Bank s;
     Rows<T> far, adaptive, fixed; // the far end's rows reach two frames beyond the filters
     std::vector<T> near, adaptiveErr, fixedErr, scaled[2], blended;
-    Adaptation adaptation;
+    BandAdaptation adaptation;
     std::vector<double> steps;
     std::vector<Complex> wide[7];
 };
@@ -333,12 +334,12 @@ struct SubbandFixed : Filters<Qol32sc> {
         update();
         Qol64s level = powerOf(near) * 128;
         frames = (frames + 1) % (kSaveAlwaysAfter / 2);
-        const Qol64s now = frames == 0 || !adaptation.calm()
+        const Qol64s now = frames == 0 || !isCalm(adaptation)
                                ? level >> 9
                                : std::clamp(powerOf(adaptiveErr), level >> 17, level >> 8);
         aecCheck(qolsSubbandControllerDT_EC_16s(adaptiveErr.data(), fixedErr.data(),
                                                 adaptive.inOut(), fixed.inOut(), &level, &result,
-                                                now, 1, adaptation.doubleTalk() ? 0 : 1, 0, dt()));
+                                                now, 1, isDoubleTalk(adaptation) ? 0 : 1, 0, dt()));
     }
 
     AecFrame run(const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
