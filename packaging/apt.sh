@@ -1,7 +1,7 @@
 # Sourced by demo.sh, test.sh and bench.sh: what the build needs of Debian 12, and how to get it.
 
 build_packages=(g++ cmake ninja-build pkg-config libsndfile1-dev libpng-dev libcli11-dev)
-test_packages=(libgtest-dev nlohmann-json3-dev)
+test_packages=(libgtest-dev nlohmann-json3-dev python3)
 bench_packages=(python3 libbenchmark-dev libspandsp-dev libgsm1-dev libbcg729-dev libopencore-amrnb-dev libopencore-amrwb-dev
                 libvo-amrwbenc-dev libspeexdsp-dev libfftw3-dev libavcodec-dev libavutil-dev)
 speech_packages=(asterisk-core-sounds-en-wav pocketsphinx-testdata)

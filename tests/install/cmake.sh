@@ -14,7 +14,7 @@ foreach(kind "" _static)
   target_link_libraries(cpp\${kind} qolsce9::qolsce9\${kind})
 endforeach()
 END
-$CMAKE -S "$work" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" >"$work/log" 2>&1 || { cat "$work/log"; fails configure; }
+$CMAKE -G Ninja -S "$work" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" >"$work/log" 2>&1 || { cat "$work/log"; fails configure; }
 $CMAKE --build "$work/build" >"$work/log" 2>&1 || { cat "$work/log"; fails build; }
 for program in c cpp c_static cpp_static; do
   "$work/build/$program" >"$work/$program.out" || fails "$program"
