@@ -159,7 +159,7 @@ Qol16s decide(QolsVad2State_GSMAMR& s, const HalfFrame& h) {
     if (h.xt < 0) {
         const Qol16s square = round_fx(L_shl(h.xt * h.xt, 8));
         s.negSNRvar = std::min(mix(square, 656, s.negSNRvar, 64880), Qol16s{1024});
-        const Qol16s bias = wrap16((s.negSNRvar * 16 * 24576 - 65257472) >> 15);
+        const Qol16s bias = wrap16((Qol64s{s.negSNRvar} * 16 * 24576 - 65257472) >> 15);
         s.negSNRbias = bias < 0 ? Qol16s{0} : static_cast<Qol16s>(bias >> 8);
     }
     if (h.metric > TablePeakSNR[level] + s.negSNRbias) {
