@@ -126,7 +126,8 @@ QolStatus qolsACELPFixedCodebookSearch_G723_16s(const Qol16s* pFixedCorr, const 
 
 /** Matrix of the ACELP search, layout as there. The response is scaled so that its energy lies
  *  between 2^28 and 2^30. G.723.1 2.16.
- *  @param[in] pImpulse  60 elements: impulse response
+ *  @param[in] pImpulse  60 elements: impulse response; beyond an energy of 2^32, which no weighted
+ *    synthesis filter has, sums keep their low 32 bits
  *  @param[out] pMatrix  416 elements: sums of products
  *  @return qolStsNoErr; qolStsNullPtrErr: null pointer */
 QolStatus qolsToeplizMatrix_G723_16s32s(const Qol16s* pImpulse, Qol32s* pMatrix) QOL_NOEXCEPT;

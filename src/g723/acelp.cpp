@@ -227,7 +227,7 @@ void ownAutoCorrMatrix_G723_16s32s(const Qol16s* g, Qol32s* matrix) {
     for (int lag = 0; lag < kSubframe / 2; ++lag) {
         Qol32s sum = 0;
         for (int i = 0, larger = kSubframe / 2 - 1; larger >= lag; i += 2, --larger) {
-            sum += g[i] * g[i + 2 * lag] + g[i + 1] * g[i + 1 + 2 * lag];
+            sum = wrapAdd32(sum, wrapAdd32(g[i] * g[i + 2 * lag], g[i + 1] * g[i + 1 + 2 * lag]));
             r[larger - lag][larger] = sum;
         }
     }

@@ -205,6 +205,18 @@ TEST(G723Acelp, matrixHoldsTheSumsInItsLayout) {
     }
 }
 
+TEST(G723Matrix, FullScaleResponseKeepsTheLowBitsOfItsSums) {
+    const std::vector<Qol16s> h(60, -32768);
+    Qol32s matrix[416];
+    ASSERT_EQ(qolsToeplizMatrix_G723_16s32s(h.data(), matrix), 0);
+    for (int t = 0, at = 0; t < 4; ++t) {
+        for (int k = 0; k < 8; ++k, ++at) {
+            const Qol64u terms = static_cast<Qol64u>(std::max(60 - 8 * k - 2 * t, 0));
+            EXPECT_EQ(static_cast<Qol32u>(matrix[at]), static_cast<Qol32u>(terms << 28)) << at;
+        }
+    }
+}
+
 TEST(G723Adaptive, scoresEqualTheDefinition) {
     Random r;
     for (int round = 0; round < 300; ++round) {
