@@ -39,9 +39,8 @@ TEST(AmrWbPeers, IndependentDecoderGivesTheSameSamples) {
     for (const char* name : kNames) {
         const Codec& codec = *tools::findCodec(name);
         for (const bool dtx : {false, true}) {
-            const auto file = encodeAll(codec, dtx ? pause : pcm, dtx, formOf(codec, "file"));
-            EXPECT_EQ(firstDifference(decodeAll(codec, file, formOf(codec, "file")),
-                                      decodeByPeer(codec, file)),
+            const auto file = encodeAll(codec, dtx ? pause : pcm, "file", withDtx(dtx));
+            EXPECT_EQ(firstDifference(decodeAll(codec, file, "file"), decodeByPeer(codec, file)),
                       -1)
                 << name << (dtx ? " with pauses" : "");
         }
@@ -73,12 +72,12 @@ TEST(AmrWbPeers, IndependentEncoderMakesTheSameFrames) {
     for (int mode = 0; mode < 9; ++mode) {
         const Codec& codec = *tools::findCodec(kNames[mode]);
         const auto theirs = encodeByPeer(mode, pcm, false);
-        const auto ours = encodeAll(codec, pcm, false, formOf(codec, "file"));
+        const auto ours = encodeAll(codec, pcm, "file");
         // That encoder leaves the standard now and then at the two lowest rates.
         if (mode >= 2) {
             EXPECT_EQ(firstDifference(ours, theirs), -1) << kNames[mode];
         }
-        const auto decoded = decodeAll(codec, theirs, formOf(codec, "file"));
+        const auto decoded = decodeAll(codec, theirs, "file");
         ASSERT_EQ(decoded.size(), pcm.size());
 #ifdef QOLSC_HAVE_OPENCORE_AMRWB
         EXPECT_EQ(firstDifference(decoded, decodeByPeer(codec, theirs)), -1) << kNames[mode];
@@ -91,7 +90,7 @@ TEST(AmrWbPeers, IndependentEncoderPausesAlike) {
     // At 23.85 kbit/s that encoder takes another high-band gain in the hangover.
     for (int mode = 0; mode < 8; ++mode) {
         const Codec& codec = *tools::findCodec(kNames[mode]);
-        EXPECT_EQ(firstDifference(encodeAll(codec, pcm, true, formOf(codec, "file")),
+        EXPECT_EQ(firstDifference(encodeAll(codec, pcm, "file", withDtx()),
                                   encodeByPeer(mode, pcm, true)),
                   -1)
             << kNames[mode];

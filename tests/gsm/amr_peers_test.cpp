@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Streams of an independent AMR codec against ours, where the system has it.
-#include "gsm/amr_streams.h"
+#include "kit/streams.h"
 
 #ifdef QOLSC_HAVE_OPENCORE_AMRNB
 #include <opencore-amrnb/interf_dec.h>
@@ -14,16 +14,16 @@ using tools::Frame;
 
 constexpr const char* kNames[8] = {"amr-4.75", "amr-5.15", "amr-5.90", "amr-6.70",
                                    "amr-7.40", "amr-7.95", "amr-10.2", "amr-12.2"};
-constexpr std::size_t kMagicOctets = 6;
+constexpr std::size_t kFrame = 160, kMagicOctets = 6;
 
 /// Speech, a pause with faint noise, speech again.
 std::vector<Qol16s> speechWithPause() {
     const auto speech = readWords("gsm/sequences/speech_a.inp");
     std::vector<Qol16s> pcm = speech;
     Random r;
-    const auto pause = noise16(r, 120 * kAmrFrame, 60);
+    const auto pause = noise16(r, 120 * kFrame, 60);
     pcm.insert(pcm.end(), pause.begin(), pause.end());
-    pcm.insert(pcm.end(), speech.begin(), speech.begin() + 80 * kAmrFrame);
+    pcm.insert(pcm.end(), speech.begin(), speech.begin() + 80 * kFrame);
     return pcm;
 }
 
@@ -31,9 +31,9 @@ std::vector<Qol16s> speechWithPause() {
 std::vector<std::uint8_t> encodeByPeer(int mode, const std::vector<Qol16s>& pcm, bool dtx) {
     void* encoder = Encoder_Interface_init(dtx ? 1 : 0);
     std::vector<std::uint8_t> out(kMagicOctets);
-    for (std::size_t i = 0; i + kAmrFrame <= pcm.size(); i += kAmrFrame) {
-        Qol16s in[kAmrFrame];
-        for (std::size_t k = 0; k < kAmrFrame; ++k) {
+    for (std::size_t i = 0; i + kFrame <= pcm.size(); i += kFrame) {
+        Qol16s in[kFrame];
+        for (std::size_t k = 0; k < kFrame; ++k) {
             in[k] = static_cast<Qol16s>(pcm[i + k] & -8);
         }
         unsigned char octets[64];
@@ -51,9 +51,9 @@ std::vector<Qol16s> decodeByPeer(const Codec& codec, const std::vector<std::uint
     std::span<const std::uint8_t> rest = std::span(file).subspan(kMagicOctets);
     Frame frame;
     for (std::ptrdiff_t taken; (taken = formOf(codec, "file").readFrame(codec, rest, frame)) > 0;) {
-        Qol16s out[kAmrFrame];
+        Qol16s out[kFrame];
         Decoder_Interface_Decode(decoder, rest.data(), out, 0);
-        pcm.insert(pcm.end(), out, out + kAmrFrame);
+        pcm.insert(pcm.end(), out, out + kFrame);
         rest = rest.subspan(static_cast<std::size_t>(taken));
     }
     Decoder_Interface_exit(decoder);
@@ -67,9 +67,8 @@ TEST_P(AmrPeer, MakesTheSameFramesAndSamples) {
     const Codec& codec = *tools::findCodec(kNames[mode]);
     for (const bool dtx : {false, true}) {
         const auto pcm = dtx ? speechWithPause() : readWords("gsm/sequences/speech_a.inp");
-        tools::CodecSettings settings;
-        settings.dtx = dtx;
-        const auto ours = encodeAll(codec, pcm, settings), theirs = encodeByPeer(mode, pcm, dtx);
+        const auto ours = encodeAll(codec, pcm, "file", withDtx(dtx)),
+                   theirs = encodeByPeer(mode, pcm, dtx);
         EXPECT_EQ(firstDifference(ours, theirs), -1) << (dtx ? "with pauses" : "");
         EXPECT_EQ(firstDifference(decodeAll(codec, ours, "file"), decodeByPeer(codec, ours)), -1)
             << (dtx ? "with pauses" : "");
@@ -112,7 +111,7 @@ TEST_P(AmrPeer, ConcealsLostFramesAlike) {
         hum[i] = static_cast<Qol16s>(noise[i] / 64 + (i % 50 < 4 ? 700 : -60));
     }
     for (const auto& pcm : {speech, noise, hum}) {
-        const auto file = withLosses(codec, encodeAll(codec, pcm, {}), 100, 112);
+        const auto file = withLosses(codec, encodeAll(codec, pcm, "file"), 100, 112);
         EXPECT_EQ(firstDifference(decodeAll(codec, file, "file"), decodeByPeer(codec, file)), -1);
     }
 }
@@ -120,9 +119,8 @@ TEST_P(AmrPeer, ConcealsLostFramesAlike) {
 // More than fifty frames without an update mute the comfort noise.
 TEST_P(AmrPeer, ConcealsLostUpdatesAlike) {
     const Codec& codec = *tools::findCodec(kNames[GetParam()]);
-    tools::CodecSettings settings;
-    settings.dtx = true;
-    const auto file = withLosses(codec, encodeAll(codec, speechWithPause(), settings), 275, 350);
+    const auto file =
+        withLosses(codec, encodeAll(codec, speechWithPause(), "file", withDtx()), 275, 350);
     const auto ours = decodeAll(codec, file, "file");
     EXPECT_EQ(firstDifference(ours, decodeByPeer(codec, file)), -1);
     const auto loudest = [&](int from, int to) {

@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The assembled GSM full-rate codec on the standard's sequences and on speech, and against libgsm
 // where it is installed.
-#include "codecs/codec.h"
 #include "codecs/gsmfr/gsmfr.h"
-#include "codecs/streams.h"
-#include "kit/data.h"
-
-#include <gtest/gtest.h>
+#include "kit/streams.h"
 
 #ifdef QOLSC_HAVE_GSM
 #include <gsm.h>
@@ -23,61 +19,27 @@ constexpr int kFrame = 160;
 
 const Codec& gsmfr() { return *tools::findCodec("gsmfr"); }
 
-std::vector<std::uint8_t> encodeAll(const std::vector<Qol16s>& pcm, const char* form) {
-    const Codec& codec = gsmfr();
-    const StreamForm& f = *tools::findForm(codec, form);
-    std::vector<std::uint8_t> out;
-    void* encoder = codec.openEncoder(codec, {});
-    for (std::size_t i = 0; i + kFrame <= pcm.size(); i += kFrame) {
-        Frame frame;
-        codec.encode(encoder, pcm.data() + i, kFrame, frame);
-        f.writeFrame(codec, frame, out);
-    }
-    codec.closeEncoder(encoder);
-    return out;
-}
-
-std::vector<Qol16s> decodeAll(std::span<const std::uint8_t> coded, const char* form) {
-    const Codec& codec = gsmfr();
-    const StreamForm& f = *tools::findForm(codec, form);
-    std::vector<Qol16s> out;
-    void* decoder = codec.openDecoder(codec, {});
-    Frame frame;
-    while (true) {
-        const std::ptrdiff_t taken = f.readFrame(codec, coded, frame);
-        if (taken <= 0) {
-            EXPECT_EQ(taken, 0);
-            break;
-        }
-        coded = coded.subspan(static_cast<std::size_t>(taken));
-        out.resize(out.size() + kFrame);
-        codec.decode(decoder, frame, out.data() + out.size() - kFrame);
-    }
-    codec.closeDecoder(decoder);
-    return out;
-}
-
 TEST(GsmFullRate, StandardSequenceIsReproduced) {
     const auto coded = readBytes("gsm/sequences/Seq01.cod");
-    EXPECT_EQ(encodeAll(readWords("gsm/sequences/Seq01.inp"), "words"), coded);
-    EXPECT_EQ(decodeAll(coded, "words"), readWords("gsm/sequences/Seq01.out"));
+    EXPECT_EQ(encodeAll(gsmfr(), readWords("gsm/sequences/Seq01.inp"), "words"), coded);
+    EXPECT_EQ(decodeAll(gsmfr(), coded, "words"), readWords("gsm/sequences/Seq01.out"));
 }
 
 TEST(GsmFullRate, DecoderSequenceWithOddParameters) {
-    EXPECT_EQ(decodeAll(readBytes("gsm/sequences/Seq05.cod"), "words"),
+    EXPECT_EQ(decodeAll(gsmfr(), readBytes("gsm/sequences/Seq05.cod"), "words"),
               readWords("gsm/sequences/Seq05.out"));
 }
 
 TEST(GsmFullRate, SpeechInFramesOf33Octets) {
     const auto coded = readBytes("gsm/sequences/speech_a.gsm");
-    EXPECT_EQ(encodeAll(readWords("gsm/sequences/speech_a.inp"), "packed"), coded);
-    EXPECT_EQ(decodeAll(coded, "packed"), readWords("gsm/sequences/speech_a_gsmfr.out"));
+    EXPECT_EQ(encodeAll(gsmfr(), readWords("gsm/sequences/speech_a.inp"), "packed"), coded);
+    EXPECT_EQ(decodeAll(gsmfr(), coded, "packed"), readWords("gsm/sequences/speech_a_gsmfr.out"));
 }
 
 TEST(GsmFullRate, FormsRefuseWhatIsNoFrame) {
     const Codec& codec = gsmfr();
-    const StreamForm& packed = *tools::findForm(codec, "packed");
-    const StreamForm& words = *tools::findForm(codec, "words");
+    const StreamForm& packed = formOf(codec, "packed");
+    const StreamForm& words = formOf(codec, "words");
     Frame frame;
     std::vector<std::uint8_t> octets(33, 0xC5);
     EXPECT_EQ(packed.readFrame(codec, octets, frame), -1) << "another signature";
@@ -96,7 +58,7 @@ TEST(GsmFullRate, LostFramesFadeOut) {
     void* decoder = codec.openDecoder(codec, {});
     Frame frame;
     std::array<Qol16s, kFrame> pcm{};
-    const StreamForm& packed = *tools::findForm(codec, "packed");
+    const StreamForm& packed = formOf(codec, "packed");
     std::span<const std::uint8_t> rest(coded);
     for (int n = 0; n < 40; ++n) {
         rest = rest.subspan(static_cast<std::size_t>(packed.readFrame(codec, rest, frame)));
@@ -122,8 +84,8 @@ TEST(GsmFullRate, LostFramesFadeOut) {
 // The peer codes 13-bit samples, left-justified, as we do; loud noise reaches its saturations.
 void compareWithPeer(std::vector<Qol16s> pcm) {
     pcm.resize(pcm.size() / kFrame * kFrame);
-    const auto coded = encodeAll(pcm, "packed");
-    const auto decoded = decodeAll(coded, "packed");
+    const auto coded = encodeAll(gsmfr(), pcm, "packed");
+    const auto decoded = decodeAll(gsmfr(), coded, "packed");
     gsm encoder = gsm_create(), decoder = gsm_create();
     for (std::size_t n = 0; n < pcm.size() / kFrame; ++n) {
         gsm_frame frame;

@@ -37,6 +37,11 @@ inline std::uint32_t takeBits(const Frame& frame, int& position, int count) {
     return value;
 }
 
+/// The bit at that position.
+inline int bitAt(const Frame& frame, int position) {
+    return static_cast<int>(takeBits(frame, position, 1));
+}
+
 /// Empties a frame for the next encode call.
 inline void clearFrame(Frame& frame) {
     frame.payload.clear();

@@ -4,6 +4,7 @@
 #include "codecs/amr/encoder.h"
 #include "codecs/amr/rate.h"
 #include "codecs/amr/streams.h"
+#include "codecs/states.h"
 
 namespace qolsc::tools {
 
@@ -13,41 +14,24 @@ namespace {
 
 using namespace amr;
 
-int modeOfCodec(const Codec& codec) {
-    int mode = 0;
-    while (kFrameBits[mode] != codec.frameBits) {
-        ++mode;
-    }
-    return mode;
-}
-
 void* openEncoder(const Codec& codec, const CodecSettings& settings) {
     const std::string& name = settings.detector;
     if (!name.empty() && name != "amr1" && name != "amr2") {
         return nullptr;
     }
     auto* e = new Encoder;
-    reset(*e, modeOfCodec(codec),
+    reset(*e, modeOfBits(kFrameBits, codec.frameBits),
           !settings.dtx    ? Detector::none
           : name == "amr2" ? Detector::option2
                            : Detector::option1);
     return e;
 }
-void closeEncoder(void* encoder) { delete static_cast<Encoder*>(encoder); }
-void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
-    encodeFrame(*static_cast<Encoder*>(encoder), pcm, frame);
-}
 
 void* openDecoder(const Codec& codec, const CodecSettings&) {
     auto* d = new Decoder;
-    d->mode = modeOfCodec(codec);
+    d->mode = modeOfBits(kFrameBits, codec.frameBits);
     reset(*d);
     return d;
-}
-void closeDecoder(void* decoder) { delete static_cast<Decoder*>(decoder); }
-int decode(void* decoder, const Frame& frame, std::int16_t* pcm) {
-    decodeFrame(*static_cast<Decoder*>(decoder), frame, pcm);
-    return kFrame;
 }
 
 const StreamForm* const kForms[] = {&kFile, &kSerialWords};
@@ -61,11 +45,11 @@ constexpr Codec narrowband(const char* name, const char* title, int mode) {
                  .frameBits = kFrameBits[mode],
                  .forms = kForms,
                  .openEncoder = openEncoder,
-                 .closeEncoder = closeEncoder,
-                 .encode = encode,
+                 .closeEncoder = closeState<Encoder>,
+                 .encode = encodeState<Encoder>,
                  .openDecoder = openDecoder,
-                 .closeDecoder = closeDecoder,
-                 .decode = decode,
+                 .closeDecoder = closeState<Decoder>,
+                 .decode = decodeState<Decoder>,
                  .delay = 40, // look-ahead of 5 ms
                  .hasDtx = true,
                  .hasDetectors = true};

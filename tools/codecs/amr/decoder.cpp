@@ -424,7 +424,7 @@ void reset(Decoder& d) {
     n.random = 0x70816958;
 }
 
-void decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm) {
+int decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm) {
     const FrameType type = typeOf(frame);
     if (type != FrameType::noData) {
         d.mode = modeOf(frame);
@@ -451,6 +451,7 @@ void decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm) {
         const Qol32s y = highPass(d.output, kOutputB, kOutputA, 2, filtered[i]);
         pcm[i] = static_cast<Qol16s>(round_fx(L_shl(y, 1)) & kSampleMask);
     }
+    return kFrame;
 }
 
 } // namespace qolsc::tools::amr

@@ -77,7 +77,8 @@ struct Decoder {
 };
 
 void reset(Decoder& d);
-void decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm);
+/// Returns the count of samples.
+int decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm);
 
 // ---- parts of the above, by file ----
 

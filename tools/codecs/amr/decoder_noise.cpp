@@ -17,10 +17,6 @@ namespace {
 constexpr Qol16s kGap = 205; // 50 Hz
 constexpr int kLongestGap = 50;
 
-bool isSid(FrameType type) {
-    return type == FrameType::sidFirst || type == FrameType::sidUpdate || type == FrameType::sidBad;
-}
-
 int randomBits(Noise& n, int count) {
     int value = 0;
     for (int i = 0; i < count; ++i) {

@@ -3,6 +3,7 @@
 #include "codecs/amrwb/decoder.h"
 #include "codecs/amrwb/encoder.h"
 #include "codecs/amrwb/streams.h"
+#include "codecs/states.h"
 
 namespace qolsc::tools {
 
@@ -10,34 +11,17 @@ namespace {
 
 using namespace amrwb;
 
-int modeOfCodec(const Codec& codec) {
-    int mode = 0;
-    while (kFrameBits[mode] != codec.frameBits) {
-        ++mode;
-    }
-    return mode;
-}
-
 void* openEncoder(const Codec& codec, const CodecSettings& settings) {
     auto* e = new Encoder;
-    reset(*e, modeOfCodec(codec), settings.dtx);
+    reset(*e, modeOfBits(kFrameBits, codec.frameBits), settings.dtx);
     return e;
-}
-void closeEncoder(void* encoder) { delete static_cast<Encoder*>(encoder); }
-void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
-    encodeFrame(*static_cast<Encoder*>(encoder), pcm, frame);
 }
 
 void* openDecoder(const Codec& codec, const CodecSettings&) {
     auto* d = new Decoder;
     reset(*d);
-    d->mode = modeOfCodec(codec);
+    d->mode = modeOfBits(kFrameBits, codec.frameBits);
     return d;
-}
-void closeDecoder(void* decoder) { delete static_cast<Decoder*>(decoder); }
-int decode(void* decoder, const Frame& frame, std::int16_t* pcm) {
-    decodeFrame(*static_cast<Decoder*>(decoder), frame, pcm);
-    return kFrame16k;
 }
 
 const StreamForm* const kForms[] = {&kFile, &kSerialWideband};
@@ -51,11 +35,11 @@ constexpr Codec wideband(const char* name, const char* title, int mode) {
                  .frameBits = kFrameBits[mode],
                  .forms = kForms,
                  .openEncoder = openEncoder,
-                 .closeEncoder = closeEncoder,
-                 .encode = encode,
+                 .closeEncoder = closeState<Encoder>,
+                 .encode = encodeState<Encoder>,
                  .openDecoder = openDecoder,
-                 .closeDecoder = closeDecoder,
-                 .decode = decode,
+                 .closeDecoder = closeState<Decoder>,
+                 .decode = decodeState<Decoder>,
                  .delay = 95, // 5 ms of look-ahead and both resampling filters
                  .hasDtx = true};
 }

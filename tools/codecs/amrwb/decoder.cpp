@@ -431,7 +431,7 @@ void reset(Decoder& d) {
     resetAfterNoise(d);
 }
 
-void decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm) {
+int decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm) {
     const FrameType type = typeOf(frame);
     FrameContext f;
     f.unusable = type == FrameType::lost || type == FrameType::noData;
@@ -442,7 +442,7 @@ void decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm) {
         reset(d);
         d.mode = f.mode;
         std::fill_n(pcm, kFrame16k, kHomingSample);
-        return;
+        return kFrame16k;
     }
     d.homed = false;
     d.mode = f.mode;
@@ -469,6 +469,7 @@ void decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm) {
         reset(d);
         d.mode = mode;
     }
+    return kFrame16k;
 }
 
 } // namespace qolsc::tools::amrwb

@@ -14,10 +14,6 @@ constexpr int kMostFramesWithoutUpdate = 50;
 constexpr int kAnalysisPeriod = 30;
 constexpr Qol16s kHangover = 7;
 
-bool isSid(FrameType type) {
-    return type == FrameType::sidFirst || type == FrameType::sidUpdate || type == FrameType::sidBad;
-}
-
 /// 1 / frames, Q15; frames up to 32.
 Qol16s inverseOf(int frames) {
     return frames < 2 ? Qol16s{16384} : div_s(1024, shl(static_cast<Qol16s>(frames), 10));

@@ -23,9 +23,8 @@ inline constexpr Qol16s kOutputMask = -4; // samples have 14 bits
 
 /// Rate codes of the library by mode.
 inline constexpr int kRateCode[kModes] = {5, 9, 13, 15, 16, 18, 19, 20, 21};
-/// Bits of a speech frame by mode, and of comfort noise.
+/// Bits of a speech frame by mode.
 inline constexpr int kFrameBits[kModes] = {132, 177, 253, 285, 317, 365, 397, 461, 477};
-inline constexpr int kSidBits = 35;
 
 /// The two lowest rates code the lag with 8 and 5 bits and have no choice of the LTP filter.
 constexpr bool isLowRate(int mode) { return mode < 2; }

@@ -8,131 +8,38 @@
 #include "codecs/amrwb/tables.h"
 #include "codecs/streams.h"
 
-#include <algorithm>
-#include <string_view>
-
 namespace qolsc::tools::amrwb {
 
 namespace {
 
-constexpr std::ptrdiff_t kMalformed = -1;
-constexpr std::string_view kMagic = "#!AMR-WB\n";
-constexpr int kSidIndex = 9, kLostIndex = 14, kNoDataIndex = 15;
-constexpr int kGoodBit = 4;
-
-const Qol16s* sortOf(int index) {
+int placeOf(int index, int i) {
     constexpr const Qol16s* tables[] = {sort660,  sort885,  sort1265, sort1425, sort1585,
                                         sort1825, sort1985, sort2305, sort2385, sortSID};
-    return tables[index];
+    return tables[index][i];
 }
 
-int bitsOf(int index) {
-    return index < kModes ? kFrameBits[index] : index == kSidIndex ? kSidBits : 0;
-}
-
-/// Octets behind the header octet; comfort noise carries its type and the mode in five bits more.
-std::size_t octetsOf(int index) {
-    return static_cast<std::size_t>(bitsOf(index) + (index == kSidIndex ? 5 : 0) + 7) / 8;
-}
-
-int bitAt(const Frame& frame, int position) {
-    return static_cast<int>(takeBits(frame, position, 1));
-}
-
-void writeFileHeader(const Codec&, std::vector<std::uint8_t>& out) {
-    out.insert(out.end(), kMagic.begin(), kMagic.end());
-}
-
-std::ptrdiff_t readFileHeader(const Codec&, std::span<const std::uint8_t> in) {
-    const bool there = in.size() >= kMagic.size() &&
-                       std::equal(kMagic.begin(), kMagic.end(), in.begin(),
-                                  [](char a, std::uint8_t b) { return a == static_cast<char>(b); });
-    return there ? static_cast<std::ptrdiff_t>(kMagic.size()) : kMalformed;
-}
-
-void writeFile(const Codec&, const Frame& frame, std::vector<std::uint8_t>& out) {
-    const FrameType type = typeOf(frame);
-    const bool sid =
-        type == FrameType::sidFirst || type == FrameType::sidUpdate || type == FrameType::sidBad;
-    const int index = sid                         ? kSidIndex
-                      : type == FrameType::noData ? kNoDataIndex
-                      : type == FrameType::lost   ? kLostIndex
-                                                  : modeOf(frame);
-    const bool good =
-        type != FrameType::bad && type != FrameType::degraded && type != FrameType::sidBad;
-    out.push_back(static_cast<std::uint8_t>(index << 3 | (good ? kGoodBit : 0)));
-    const std::size_t start = out.size();
-    out.resize(start + octetsOf(index), 0);
-    const auto put = [&out, start](int position, int bit) {
-        out[start + static_cast<std::size_t>(position) / 8] |=
-            static_cast<std::uint8_t>(bit << (7 - position % 8));
-    };
-    for (int i = 0; i < bitsOf(index); ++i) {
-        // The parameters of a SID_FIRST don't count and are sent as zeros.
-        put(i, type == FrameType::sidFirst ? 0 : bitAt(frame, sortOf(index)[i]));
-    }
-    if (sid) {
-        put(kSidBits, type == FrameType::sidUpdate ? 1 : 0);
-        for (int i = 0; i < 4; ++i) {
-            put(kSidBits + 1 + i, modeOf(frame) >> (3 - i) & 1);
-        }
-    }
-}
-
-std::ptrdiff_t readFile(const Codec&, std::span<const std::uint8_t> in, Frame& frame) {
-    if (in.empty()) {
-        return 0;
-    }
-    clearFrame(frame);
-    const int index = in[0] >> 3 & 15;
-    const bool good = (in[0] & kGoodBit) != 0;
-    if ((index > kSidIndex && index < kLostIndex) || in.size() < 1 + octetsOf(index)) {
-        return kMalformed;
-    }
-    const auto get = [&in](int position) {
-        return in[1 + static_cast<std::size_t>(position) / 8] >> (7 - position % 8) & 1;
-    };
-    const int bits = bitsOf(index);
-    frame.payload.assign(static_cast<std::size_t>(bits + 7) / 8, 0);
-    frame.bits = bits;
-    for (int i = 0; i < bits; ++i) {
-        const int position = sortOf(index)[i];
-        frame.payload[static_cast<std::size_t>(position) / 8] |=
-            static_cast<std::uint8_t>(get(i) << (7 - position % 8));
-    }
-    if (index < kModes) {
-        setFrame(frame, index, good ? FrameType::good : FrameType::bad);
-    } else if (index == kSidIndex) {
-        int mode = 0;
-        for (int i = 0; i < 4; ++i) {
-            mode = 2 * mode + get(kSidBits + 1 + i);
-        }
-        setFrame(frame, std::min(mode, kModes - 1),
-                 !good                ? FrameType::sidBad
-                 : get(kSidBits) != 0 ? FrameType::sidUpdate
-                                      : FrameType::sidFirst);
-    } else {
-        setFrame(frame, 0, index == kLostIndex ? FrameType::lost : FrameType::noData);
-    }
-    return static_cast<std::ptrdiff_t>(1 + octetsOf(index));
-}
+constexpr StorageFormat kStorage{.magic = "#!AMR-WB\n",
+                                 .frameBits = kFrameBits,
+                                 .placeOf = placeOf,
+                                 .typeOf = typeOf,
+                                 .firstSpecial = 14,
+                                 .sidModeBits = 4,
+                                 .sidModeLowFirst = false,
+                                 .sidFirstIsEmpty = true};
 
 // ---- serial: sync word, frame type, mode, a word a bit ----
 
+constexpr std::ptrdiff_t kMalformed = -1;
 constexpr std::uint16_t kSyncEncoder = 0x6B21, kSyncReceiver = 0x6B20;
 constexpr std::uint16_t kZero = 0xFF81, kOne = 0x007F; // -127, 127
-constexpr FrameType kEncoderTypes[4] = {FrameType::good, FrameType::sidFirst, FrameType::sidUpdate,
-                                        FrameType::noData};
 
 bool carriesSpeech(FrameType type) { return static_cast<int>(type) < 4; }
 
 void writeSerialFrame(const Codec&, const Frame& frame, std::vector<std::uint8_t>& out) {
     const FrameType type = typeOf(frame);
-    const auto* known = std::find(kEncoderTypes, kEncoderTypes + 4, type);
-    const bool byEncoder = known != kEncoderTypes + 4;
-    putWord(out, byEncoder ? kSyncEncoder : kSyncReceiver);
-    putWord(out,
-            static_cast<std::uint16_t>(byEncoder ? known - kEncoderTypes : static_cast<int>(type)));
+    const int sent = sentIndex(type);
+    putWord(out, sent >= 0 ? kSyncEncoder : kSyncReceiver);
+    putWord(out, static_cast<std::uint16_t>(sent >= 0 ? sent : static_cast<int>(type)));
     putWord(out, static_cast<std::uint16_t>(modeOf(frame)));
     const int bits = carriesSpeech(type) ? kFrameBits[modeOf(frame)] : kSidBits;
     for (int i = 0; i < bits; ++i) {
@@ -154,7 +61,7 @@ std::ptrdiff_t readSerialFrame(const Codec&, std::span<const std::uint8_t> in, F
         return kMalformed;
     }
     const FrameType receiverType =
-        sync == kSyncEncoder ? kEncoderTypes[type] : static_cast<FrameType>(type);
+        sync == kSyncEncoder ? kSentTypes[type] : static_cast<FrameType>(type);
     const int bits = carriesSpeech(receiverType) ? kFrameBits[mode] : kSidBits;
     if (in.size() < 6 + 2 * static_cast<std::size_t>(bits)) {
         return kMalformed;
@@ -168,7 +75,7 @@ std::ptrdiff_t readSerialFrame(const Codec&, std::span<const std::uint8_t> in, F
 
 } // namespace
 
-const StreamForm kFile{"file", writeFileHeader, writeFile, readFileHeader, readFile};
+const StreamForm kFile = storageForm<kStorage>();
 const StreamForm kSerialWideband{"serial", nullptr, writeSerialFrame, nullptr, readSerialFrame};
 
 } // namespace qolsc::tools::amrwb

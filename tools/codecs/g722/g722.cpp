@@ -8,6 +8,7 @@
 // bits.
 #include "codecs/bits.h"
 #include "codecs/g722/conceal.h"
+#include "codecs/states.h"
 #include "codecs/streams.h"
 
 #include <array>
@@ -40,8 +41,6 @@ Coder* newCoder(const Codec& codec, Qol32s size) {
     coder->auxiliary = auxiliaryBits(codec);
     return coder;
 }
-
-void closeCoder(void* coder) { delete static_cast<Coder*>(coder); }
 
 void* openEncoder(const Codec& codec, const CodecSettings&) {
     Qol32s size = 0;
@@ -103,10 +102,10 @@ constexpr Codec g722(const char* name, const char* title) {
                  .frameBits = kFrameSamples / 2 * 8,
                  .forms = kForms,
                  .openEncoder = openEncoder,
-                 .closeEncoder = closeCoder,
+                 .closeEncoder = closeState<Coder>,
                  .encode = encode,
                  .openDecoder = openDecoder,
-                 .closeDecoder = closeCoder,
+                 .closeDecoder = closeState<Coder>,
                  .decode = decode,
                  .delay = kQmfMemory - 2}; // both filters, 23 taps between them less the pair
 }

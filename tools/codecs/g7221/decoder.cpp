@@ -171,7 +171,7 @@ Decoded decodeBits(DecoderState& state, const Frame& frame) {
 
 } // namespace
 
-void decodeFrame(DecoderState& state, const Frame& frame, Qol16s* pcm) {
+int decodeFrame(DecoderState& state, const Frame& frame, Qol16s* pcm) {
     const Mode& mode = state.mode;
     Decoded d;
     d.bad = true;
@@ -193,6 +193,7 @@ void decodeFrame(DecoderState& state, const Frame& frame, Qol16s* pcm) {
         y[i] = basop::shr(y[i], d.shift);
     }
     qolsDecomposeDCTToMLT_G7221_16s(y.data(), state.overlap.data(), pcm, mode.frame);
+    return mode.frame;
 }
 
 } // namespace qolsc::tools::g7221

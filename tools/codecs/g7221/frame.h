@@ -52,6 +52,7 @@ struct DecoderState {
     int shift = 0;                                ///< theirs
     std::array<Qol16s, 4> random{1, 1, 1, 1};
 };
-void decodeFrame(DecoderState& state, const Frame& frame, Qol16s* pcm);
+/// Returns the count of samples.
+int decodeFrame(DecoderState& state, const Frame& frame, Qol16s* pcm);
 
 } // namespace qolsc::tools::g7221

@@ -2,6 +2,7 @@
 // ITU-T G.722.1 at 24 and 32 kbit/s (7 kHz) and Annex C at 24, 32 and 48 kbit/s (14 kHz). Samples
 // are 16-bit PCM, full scale.
 #include "codecs/g7221/frame.h"
+#include "codecs/states.h"
 #include "codecs/streams.h"
 
 namespace qolsc::tools {
@@ -18,19 +19,9 @@ Mode modeOf(const Codec& codec) {
 void* openEncoder(const Codec& codec, const CodecSettings&) {
     return new EncoderState{modeOf(codec)};
 }
-void closeEncoder(void* encoder) { delete static_cast<EncoderState*>(encoder); }
-void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
-    encodeFrame(*static_cast<EncoderState*>(encoder), pcm, frame);
-}
 
 void* openDecoder(const Codec& codec, const CodecSettings&) {
     return new DecoderState{modeOf(codec)};
-}
-void closeDecoder(void* decoder) { delete static_cast<DecoderState*>(decoder); }
-int decode(void* decoder, const Frame& frame, std::int16_t* pcm) {
-    auto& state = *static_cast<DecoderState*>(decoder);
-    decodeFrame(state, frame, pcm);
-    return state.mode.frame;
 }
 
 const StreamForm* const kForms[] = {&kPacked, &kSerial};
@@ -44,11 +35,11 @@ constexpr Codec g7221Codec(const char* name, const char* title, int rate, int bi
                  .frameBits = bitRate / 50,
                  .forms = kForms,
                  .openEncoder = openEncoder,
-                 .closeEncoder = closeEncoder,
-                 .encode = encode,
+                 .closeEncoder = closeState<EncoderState>,
+                 .encode = encodeState<EncoderState>,
                  .openDecoder = openDecoder,
-                 .closeDecoder = closeDecoder,
-                 .decode = decode,
+                 .closeDecoder = closeState<DecoderState>,
+                 .decode = decodeState<DecoderState>,
                  .delay = rate / 50}; // the transform's overlap
 }
 

@@ -2,6 +2,7 @@
 // ITU-T G.726 at its four rates. The standard's linear samples have 14 bits: 16-bit samples lose
 // two on the way in and get two zero bits on the way out.
 #include "codecs/bits.h"
+#include "codecs/states.h"
 #include "codecs/streams.h"
 
 #include "qolsc/g726.h"
@@ -26,8 +27,6 @@ QolSpchBitRate rateOf(int codeBits) {
                                          QOL_SPCHBR_40000};
     return kRates[codeBits - 2];
 }
-
-void closeCoder(void* coder) { delete static_cast<Coder*>(coder); }
 
 void* openEncoder(const Codec& codec, const CodecSettings&) {
     Qol32s size = 0;
@@ -104,10 +103,10 @@ constexpr Codec g726(const char* name, const char* title, int codeBits) {
                  .frameBits = kFrameSamples * codeBits,
                  .forms = kForms,
                  .openEncoder = openEncoder,
-                 .closeEncoder = closeCoder,
+                 .closeEncoder = closeState<Coder>,
                  .encode = encode,
                  .openDecoder = openDecoder,
-                 .closeDecoder = closeCoder,
+                 .closeDecoder = closeState<Coder>,
                  .decode = decode,
                  .hasLaw = true};
 }

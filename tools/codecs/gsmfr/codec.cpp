@@ -2,6 +2,7 @@
 // GSM full rate as a codec: packing of the 76 parameters (260 bits, table 1.1) and coded forms.
 // A frame on file and in RTP has 33 octets, a signature of four bits (0xD) in front (RFC 3551).
 #include "codecs/gsmfr/gsmfr.h"
+#include "codecs/states.h"
 #include "codecs/streams.h"
 
 #include <algorithm>
@@ -72,7 +73,6 @@ struct Receiver {
 };
 
 void* openEncoder(const Codec&, const CodecSettings&) { return new Encoder; }
-void closeEncoder(void* encoder) { delete static_cast<Encoder*>(encoder); }
 
 void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
     Parameters p;
@@ -82,7 +82,6 @@ void encode(void* encoder, const std::int16_t* pcm, int, Frame& frame) {
 }
 
 void* openDecoder(const Codec&, const CodecSettings&) { return new Receiver; }
-void closeDecoder(void* decoder) { delete static_cast<Receiver*>(decoder); }
 
 int decode(void* decoder, const Frame& frame, std::int16_t* pcm) {
     Receiver& r = *static_cast<Receiver*>(decoder);
@@ -179,10 +178,10 @@ const Codec kGsmFullRate{.name = "gsmfr",
                          .frameBits = gsmfr::kFrameBits,
                          .forms = gsmfr::kForms,
                          .openEncoder = gsmfr::openEncoder,
-                         .closeEncoder = gsmfr::closeEncoder,
+                         .closeEncoder = closeState<gsmfr::Encoder>,
                          .encode = gsmfr::encode,
                          .openDecoder = gsmfr::openDecoder,
-                         .closeDecoder = gsmfr::closeDecoder,
+                         .closeDecoder = closeState<gsmfr::Receiver>,
                          .decode = gsmfr::decode};
 
 } // namespace qolsc::tools
