@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Every benchmark with every peer that Debian has, repetitions interleaved; medians and ratios in out/performance.md.
+# Every benchmark with every peer that Debian has, repetitions interleaved; times, cycles and ratios in out/performance.md.
 # usage: bench.sh [--quick] [PROGRAM...]    PROGRAM: a file of bench/ without _bench.cpp, e.g. g729; all without
 # Runs on a bare Debian 12 as root or with sudo; installs what it needs. Let the machine do nothing else.
 set -euo pipefail

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // AMR-WB algebraic codebook search on recorded subframes: the library's, the plain scalar one that
-// defines it, and the whole frame of an independent encoder. Counter subframe: seconds a search (or
-// a quarter of a frame).
+// defines it; whole frames beside those of an independent encoder.
 #include "amrwb/acelp.h"
 #include "codecs/codec.h"
 #include "qolsc/amrwb.h"
@@ -64,13 +63,11 @@ void search(benchmark::State& state, const Rate& rate) {
             benchmark::ClobberMemory();
         }
     }
-    const auto count = static_cast<double>(state.iterations() * records);
-    state.counters["searches"] = benchmark::Counter(count, benchmark::Counter::kIsRate);
-    state.counters["subframe"] =
-        benchmark::Counter(count, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(records));
+    state.SetLabel("search");
 }
 
-/// Whole frames; the counter is a quarter of a frame's time.
+/// Whole frames, one an iteration.
 template <typename Encode>
 void frames(benchmark::State& state, Encode encode) {
     const auto speech = readWords("sequences/speech.inp");
@@ -79,9 +76,8 @@ void frames(benchmark::State& state, Encode encode) {
         encode(speech.data() + at);
         at = at + 2 * 320 > speech.size() ? 0 : at + 320;
     }
-    state.counters["subframe"] =
-        benchmark::Counter(4.0 * static_cast<double>(state.iterations()),
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.SetItemsProcessed(state.iterations());
+    state.SetLabel("frame");
 }
 
 void ownFrame(benchmark::State& state, const Rate& rate) {

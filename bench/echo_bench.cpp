@@ -21,6 +21,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -296,6 +297,14 @@ BENCHMARK(toneSpandsp);
 /// Rows in the first-level cache. Arguments: bands, taps.
 void shapes(benchmark::internal::Benchmark* b) { b->Args({17, 43})->Args({33, 47})->Args({64, 8}); }
 
+/// Bounds: of the eight operations in double precision a core starts sixteen a cycle; of the four
+/// products of 32-bit integers four.
+void perProduct(benchmark::State& st, int products, double bound) {
+    st.SetItemsProcessed(st.iterations() * products);
+    st.SetLabel("product");
+    st.counters["bound"] = bound;
+}
+
 /// A kernel on far-end rows, coefficients and one more row, which is output or error.
 template <typename T, typename Call>
 void runKernel(benchmark::State& st, double farAmplitude, double coefAmplitude, Call call) {
@@ -307,7 +316,7 @@ void runKernel(benchmark::State& st, double farAmplitude, double coefAmplitude, 
         benchmark::DoNotOptimize(c.memory.data());
         benchmark::DoNotOptimize(y.memory.data());
     }
-    st.SetItemsProcessed(st.iterations() * taps * bands);
+    perProduct(st, taps * bands, std::is_same_v<T, Qol32fc> ? 0.5 : 1);
 }
 
 void filterKernel(benchmark::State& st) {
@@ -338,7 +347,7 @@ void updateOverTwoFrames(benchmark::State& st) {
                                               2);
         benchmark::DoNotOptimize(c.memory.data());
     }
-    st.SetItemsProcessed(st.iterations() * taps * bands * 2);
+    perProduct(st, taps * bands * 2, 0.5);
 }
 BENCHMARK(updateOverTwoFrames)->Apply(shapes);
 
@@ -378,7 +387,7 @@ void peakDouble(benchmark::State& st) {
             benchmark::DoNotOptimize(p[v]);
         }
     }
-    st.SetItemsProcessed(st.iterations() * 1000 * 6 * 8 / 8);
+    perProduct(st, 1000 * 6 * 8 / 8, 0.5);
 }
 BENCHMARK(peakDouble);
 

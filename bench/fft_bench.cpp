@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Real transforms beside FFTW planned with FFTW_MEASURE, forward and inverse, natural order.
+// Real transforms beside FFTW planned with FFTW_MEASURE, forward and inverse, natural order. Items
+// are samples; the bound is 2.5 n log2 n operations at sixteen a cycle, as usual in this field.
 #include "vector/fft.h"
 
 #include <benchmark/benchmark.h>
@@ -23,6 +24,11 @@ std::vector<Qol32f> signal(std::size_t n) {
     return x;
 }
 
+void perSample(benchmark::State& state) {
+    state.SetItemsProcessed(state.iterations() << state.range(0));
+    state.counters["bound"] = 2.5 * static_cast<double>(state.range(0)) / 16;
+}
+
 using Transform = QolStatus (*)(const Qol32f*, Qol32f*, const QolsFFTSpec_R_32f*, Qol8u*);
 
 void ours(benchmark::State& state, Transform transform) {
@@ -39,6 +45,7 @@ void ours(benchmark::State& state, Transform transform) {
         benchmark::ClobberMemory();
     }
     qolsFFTFree_R_32f(spec);
+    perSample(state);
 }
 BENCHMARK_CAPTURE(ours, forward, qolsFFTFwd_RToCCS_32f)->DenseRange(5, 19);
 BENCHMARK_CAPTURE(ours, inverse, qolsFFTInv_CCSToR_32f)->DenseRange(5, 19);
@@ -66,6 +73,7 @@ void fftw(benchmark::State& state, bool forward) {
     fftwf_destroy_plan(plan);
     fftwf_free(x);
     fftwf_free(y);
+    perSample(state);
 }
 BENCHMARK_CAPTURE(fftw, forward, true)->DenseRange(5, 19);
 BENCHMARK_CAPTURE(fftw, inverse, false)->DenseRange(5, 19);

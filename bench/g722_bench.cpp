@@ -201,6 +201,7 @@ void dct(benchmark::State& st) {
         Transform(speech().data(), out.data(), len);
         benchmark::DoNotOptimize(out.data());
     }
+    st.SetItemsProcessed(st.iterations() * len);
 }
 BENCHMARK(dct<qolsc::ownDCTFwd_G7221_16s>)->Name("dctFwd")->Arg(320)->Arg(640);
 BENCHMARK(dct<qolsc::dctFwdPlain>)->Name("dctFwdPlain")->Arg(320)->Arg(640);
@@ -214,6 +215,7 @@ void mdctForward(benchmark::State& st) {
         qolsMDCTFwd_G7291_16s(speech().data() + 160, speech().data(), y, memory, 4);
         benchmark::DoNotOptimize(y);
     }
+    st.SetItemsProcessed(st.iterations() * 160);
 }
 void mdctInverse(benchmark::State& st) {
     Qol16s memory[160] = {}, out[160];
@@ -221,6 +223,7 @@ void mdctInverse(benchmark::State& st) {
         qolsMDCTInv_G7291_16s(speech().data(), memory, out, 1);
         benchmark::DoNotOptimize(out);
     }
+    st.SetItemsProcessed(st.iterations() * 160);
 }
 /// All 18 bands at the given bits, and back.
 void quantise(benchmark::State& st) {

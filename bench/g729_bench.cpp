@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The G.729 encoders as a whole beside libbcg729 (Annex A) on the same speech, and their stages.
-#include "codecs/g729/encoder.h"
-#include "codecs/g729a/encoder.h"
+#include "codecs/codec.h"
 #include "kit/data.h"
 #include "qolsc.h"
 
@@ -230,26 +229,23 @@ STAGE(gainQuantiser, {
 
 // ---- whole encoders, one frame an iteration ----
 
-using Open = void* (*)(const tools::Codec&, const tools::CodecSettings&);
-using Encode = void (*)(void*, const std::int16_t*, int, tools::Frame&);
-
-template <Open open, Encode encode, void (*close)(void*)>
-void encoder(benchmark::State& st) {
-    void* e = open(tools::Codec{}, tools::CodecSettings{});
+void encoder(benchmark::State& st, const char* name) {
+    const tools::Codec& codec = *tools::findCodec(name);
+    void* e = codec.openEncoder(codec, {});
     tools::Frame frame;
     std::size_t at = 0;
     for (auto _ : st) {
-        encode(e, speech().data() + at, kFrame, frame);
+        codec.encode(e, speech().data() + at, kFrame, frame);
         benchmark::DoNotOptimize(frame.payload.data());
         at = at + 2 * kFrame <= speech().size() ? at + kFrame : 0;
     }
-    close(e);
+    codec.closeEncoder(e);
     st.SetItemsProcessed(st.iterations() * kFrame);
 }
-BENCHMARK(encoder<tools::g729::openEncoder, tools::g729::encode, tools::g729::closeEncoder>)
-    ->Name("encoderMain");
-BENCHMARK(encoder<tools::g729a::openEncoder, tools::g729a::encode, tools::g729a::closeEncoder>)
-    ->Name("encoderA");
+BENCHMARK_CAPTURE(encoder, g729, "g729");
+BENCHMARK_CAPTURE(encoder, g729a, "g729a");
+BENCHMARK_CAPTURE(encoder, g729d, "g729-6.4");
+BENCHMARK_CAPTURE(encoder, g729e, "g729-11.8");
 
 #ifdef QOLSC_HAVE_BCG729
 void encoderBcg729(benchmark::State& st) {

@@ -92,6 +92,8 @@ void roundTripOurs(benchmark::State& st, const char* name) {
 
 BENCHMARK_CAPTURE(decodeOurs, g729a, "g729a");
 BENCHMARK_CAPTURE(decodeOurs, g729, "g729");
+BENCHMARK_CAPTURE(decodeOurs, g729d, "g729-6.4");
+BENCHMARK_CAPTURE(decodeOurs, g729e, "g729-11.8");
 BENCHMARK_CAPTURE(roundTripOurs, g729a, "g729a");
 BENCHMARK_CAPTURE(roundTripOurs, g729, "g729");
 

@@ -50,6 +50,7 @@ const std::vector<std::uint8_t>& coded() {
 
 void perFrame(benchmark::State& st) {
     st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(frames()));
+    st.SetLabel("frame");
 }
 
 /// The speech through a codec's encoder.
@@ -287,6 +288,7 @@ void amrFrame122(benchmark::State& st) {
         benchmark::DoNotOptimize(c.wsp.data());
     }
     st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(frames() - 1));
+    st.SetLabel("frame");
 }
 BENCHMARK(amrFrame122);
 
@@ -312,14 +314,14 @@ const std::vector<std::uint8_t>& amrFile(benchmark::State& st) {
 }
 
 void amrEncode(benchmark::State& st) { encodeSpeech(st, amrName(st)); }
-BENCHMARK(amrEncode)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
+BENCHMARK(amrEncode)->ArgName("mode")->Arg(0)->Arg(5)->Arg(6)->Arg(7);
 
 void amrDecode(benchmark::State& st) {
     const tools::Codec& codec = *tools::findCodec(amrName(st));
     decodeSpeech(st, codec.name, *tools::findForm(codec, "file"),
                  std::span(amrFile(st)).subspan(kMagicOctets));
 }
-BENCHMARK(amrDecode)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
+BENCHMARK(amrDecode)->ArgName("mode")->Arg(0)->Arg(5)->Arg(6)->Arg(7);
 
 #ifdef QOLSC_HAVE_OPENCORE_AMRNB
 void amrEncodeOpencore(benchmark::State& st) {
@@ -335,7 +337,7 @@ void amrEncodeOpencore(benchmark::State& st) {
     Encoder_Interface_exit(s);
     perFrame(st);
 }
-BENCHMARK(amrEncodeOpencore)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
+BENCHMARK(amrEncodeOpencore)->ArgName("mode")->Arg(0)->Arg(5)->Arg(6)->Arg(7);
 
 void amrDecodeOpencore(benchmark::State& st) {
     void* s = Decoder_Interface_init();
@@ -351,7 +353,7 @@ void amrDecodeOpencore(benchmark::State& st) {
     Decoder_Interface_exit(s);
     perFrame(st);
 }
-BENCHMARK(amrDecodeOpencore)->Arg(0)->Arg(5)->Arg(6)->Arg(7);
+BENCHMARK(amrDecodeOpencore)->ArgName("mode")->Arg(0)->Arg(5)->Arg(6)->Arg(7);
 #endif
 
 // ---- AMR: algebraic searches ----
@@ -382,8 +384,9 @@ void fixedSearch(benchmark::State& st) {
         }
     }
     st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(problems().size()));
+    st.SetLabel("search");
 }
-BENCHMARK(fixedSearch)->Arg(0)->Arg(3)->Arg(6)->Arg(7)->Arg(11)->Arg(12);
+BENCHMARK(fixedSearch)->ArgName("rate")->Arg(0)->Arg(3)->Arg(6)->Arg(7)->Arg(11)->Arg(12);
 
 // The same work with the plain search inside.
 void fixedSearchPlain(benchmark::State& st) {
@@ -409,8 +412,9 @@ void fixedSearchPlain(benchmark::State& st) {
         }
     }
     st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(problems().size()));
+    st.SetLabel("search");
 }
-BENCHMARK(fixedSearchPlain)->Arg(0)->Arg(3)->Arg(6)->Arg(7)->Arg(11)->Arg(12);
+BENCHMARK(fixedSearchPlain)->ArgName("rate")->Arg(0)->Arg(3)->Arg(6)->Arg(7)->Arg(11)->Arg(12);
 
 // ---- AMR: LSF codebooks ----
 
@@ -449,6 +453,7 @@ void lsfSearch(benchmark::State& st) {
         benchmark::DoNotOptimize(sum);
     }
     st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(list.size()));
+    st.SetLabel("frame");
 }
 BENCHMARK(lsfSearch<false>)->Name("lsfSearch");
 BENCHMARK(lsfSearch<true>)->Name("lsfSearchPlain");
