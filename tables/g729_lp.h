@@ -6,9 +6,6 @@
 
 namespace qolsc::tables::g729 {
 
-/// Asymmetric LP analysis window, Q15. G.729 3.2.1.
-extern const Qol16s hamwindow[240];
-
 /// LSP search grid of the float form: cos(pi k/60), k = 0..60, end points drawn in, the last one
 /// repeated. G.729 Annex C.
 inline constexpr Qol32f gridCos60[62] = {

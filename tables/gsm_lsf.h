@@ -12,9 +12,6 @@ extern const Qol16s kAmrWindow160_80[240];
 /// Analysis window of the second half frame at 12.2 kbit/s, 232 + 8 samples, Q15; TS 26.090 §5.2.1.
 extern const Qol16s kAmrWindow232_8[240];
 
-/// Analysis window of all other rates, 200 + 40 samples, Q15; TS 26.090 §5.2.1.
-extern const Qol16s kAmrWindow200_40[240];
-
 /// Split-matrix codebook 1 at 12.2 kbit/s: residuals of LSF 1, 2 of both vectors; TS 26.090 §5.2.5 (tables of TS 26.073).
 extern const Qol16s kAmrLsfMatrix1[128][4];
 
@@ -46,7 +43,9 @@ extern const Qol16s kAmrLsfSplit1_795[512][4];
 extern const Qol16s kAmrLsfSplit3_515[128][4];
 
 /// Means of the LSF at 12.2 kbit/s, 8000 Hz = 32768; TS 26.090 §5.2.5.
-extern const Qol16s TableMeanLsf1[10];
+inline constexpr Qol16s TableMeanLsf1[10] = {
+     1384,  2077,  3420,  5108,  6742,  8122,  9863, 11092, 12714, 13701,
+};
 
 /// Means of the LSF at the other rates, 8000 Hz = 32768; TS 26.090 §5.2.5.
 extern const Qol16s TableMeanLsf2[10];

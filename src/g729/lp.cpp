@@ -5,7 +5,6 @@
 #include "common/lp_kernels.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
-#include "tables/g729_lp.h"
 
 namespace qolsc {
 
@@ -21,7 +20,7 @@ QolStatus qolsAutoCorr_G729B(const Qol16s* pSrc, Qol16s* pNorm, Qol32s* pDst) no
         return qolStsNullPtrErr;
     }
     Qol16s windowed[kAnalysisWindow];
-    qolsc::qolsMul_NR_16s_Sfs(pSrc, tables::g729::hamwindow, windowed, kAnalysisWindow, 15);
+    qolsc::qolsMul_NR_16s_Sfs(pSrc, tables::kLpWindow200_40, windowed, kAnalysisWindow, 15);
     int compensation = 1;
     Qol32s norm = 0;
     while (qolsc::qolsAutoCorr_NormE_16s32s(windowed, kAnalysisWindow, pDst, kLags, &norm) !=

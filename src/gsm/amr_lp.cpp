@@ -8,6 +8,7 @@
 #include "gsm/amr_rates.h"
 #include "numeric/basop.h"
 #include "tables/gsm_lsf.h"
+#include "tables/lp.h"
 
 namespace qolsc {
 
@@ -50,7 +51,7 @@ QolStatus qolsAutoCorr_GSMAMR_16s32s(const Qol16s* pSrc, Qol32s* pDst, Qol32s va
         analyse(pSrc, tables::kAmrWindow160_80, pDst);
         analyse(pSrc, tables::kAmrWindow232_8, pDst + kOrder + 1);
     } else {
-        analyse(pSrc, tables::kAmrWindow200_40, pDst);
+        analyse(pSrc, tables::kLpWindow200_40, pDst);
     }
     return qolStsNoErr;
 }

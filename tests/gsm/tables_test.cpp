@@ -4,6 +4,7 @@
 #include "tables/gsm_fcb.h"
 #include "tables/gsm_lsf.h"
 #include "tables/gsm_pitch.h"
+#include "tables/lp.h"
 
 #include <gtest/gtest.h>
 
@@ -30,7 +31,7 @@ void check(const char* name, const T& table, std::size_t count, std::int64_t exp
 TEST(AmrTables, Checksums) {
     check("kAmrWindow160_80", kAmrWindow160_80, 240, 570491203);
     check("kAmrWindow232_8", kAmrWindow232_8, 240, 683897173);
-    check("kAmrWindow200_40", kAmrWindow200_40, 240, 659149379);
+    check("kLpWindow200_40", kLpWindow200_40, 240, 659149379);
     check("kAmrLsfMatrix1", kAmrLsfMatrix1, 512, 51711293);
     check("kAmrLsfMatrix2", kAmrLsfMatrix2, 1024, 242552980);
     check("kAmrLsfMatrix3", kAmrLsfMatrix3, 1024, 74838932);
@@ -102,7 +103,7 @@ TEST(AmrTables, WindowsRiseAndFall) {
     };
     EXPECT_TRUE(unimodal(kAmrWindow160_80));
     EXPECT_TRUE(unimodal(kAmrWindow232_8));
-    EXPECT_TRUE(unimodal(kAmrWindow200_40));
+    EXPECT_TRUE(unimodal(kLpWindow200_40));
 }
 
 } // namespace

@@ -182,8 +182,9 @@ void disperse(int mode, int level, Qol16s* code) {
     if (level == 2 || mode == k74 || mode == k102 || mode == k122) {
         return;
     }
-    const Qol16s* response = mode == k795 ? (level == 0 ? kDispersionStrong795 : kDispersionWeak795)
-                                          : (level == 0 ? kDispersionStrong : kDispersionWeak);
+    const Qol16s* response = level != 0     ? kDispersionWeak
+                             : mode == k795 ? kDispersionStrong795
+                                            : kDispersionStrong;
     Qol16s sum[kSubframe] = {};
     for (int p = 0; p < kSubframe; ++p) {
         if (code[p] != 0) {
@@ -373,7 +374,8 @@ void readParameters(Decoder& d, const Frame& frame, int row, Qol16s* parameters)
     if (none) {
         d.seed = wrap16(d.seed * 31821 + 13849);
     }
-    const Qol16s* drawn = kDrawn + (d.seed & 127);
+    // The standard draws from the LP window of the lower rates (TS 26.092 6.1).
+    const Qol16s* drawn = kLpWindow200_40 + (d.seed & 127);
     for (const std::uint8_t bits : kParameterBits[row]) {
         *parameters++ =
             static_cast<Qol16s>(none ? *drawn++ & ((1 << bits) - 1)
@@ -386,7 +388,7 @@ void readParameters(Decoder& d, const Frame& frame, int row, Qol16s* parameters)
 void resetAfterNoise(Decoder& d) {
     std::fill(std::begin(d.excitation), std::end(d.excitation), Qol16s{0});
     std::fill_n(d.lsfResidual, kOrder, Qol16s{0});
-    std::copy_n(kMeanLsf122, kOrder, d.lsfOld);
+    std::copy_n(TableMeanLsf1, kOrder, d.lsfOld);
     d.sharpening = 0;
     d.lagOld = d.lag = d.lagDecoded = 40;
     d.dispersion = {};
@@ -406,7 +408,7 @@ void reset(Decoder& d) {
     d.mode = mode;
     resetAfterNoise(d);
     std::copy_n(kLspStart, kOrder, d.lspOld);
-    std::copy_n(kMeanLsf122, kOrder, d.lsfMean);
+    std::copy_n(TableMeanLsf1, kOrder, d.lsfMean);
     reset(d.predictor);
     d.postGain = 4096;
     Noise& n = d.noise;
@@ -416,7 +418,7 @@ void reset(Decoder& d) {
     std::copy_n(kLspStart, kOrder, n.lsp);
     std::copy_n(kLspStart, kOrder, n.lspOld);
     for (int row = 0; row < 8; ++row) {
-        std::copy_n(kMeanLsf122, kOrder, n.lsfs + row * kOrder);
+        std::copy_n(TableMeanLsf1, kOrder, n.lsfs + row * kOrder);
         n.logEnergies[row] = 3500;
     }
     n.hang = 7;

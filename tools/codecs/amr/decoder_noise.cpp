@@ -71,7 +71,7 @@ void takeParameters(Decoder& d, const Qol16s* parameters) {
     n.since = 0;
     n.inverse = t >= 2 ? div_s(1024, shl(t, 10)) : Qol16s{16384};
     Qol16s residual[kOrder], lsf[kOrder] = {}, lsp[kOrder] = {}, lsps[4 * kOrder];
-    std::copy_n(kNoiseResiduals[parameters[0] & 7], kOrder, residual);
+    std::copy_n(past_rq_init[parameters[0] & 7], kOrder, residual);
     qolsQuantLSPDecode_GSMAMR_16s(parameters + 1, residual, lsf, lsp, lsps, 0, kRateDtx);
     std::copy_n(lsp, kOrder, n.lsp);
     std::fill_n(d.lsfResidual, kOrder, Qol16s{0});

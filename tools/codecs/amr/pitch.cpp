@@ -19,11 +19,6 @@ constexpr int kMostLag = 143;
 constexpr int kMargin = 4;    // lags on either side that the interpolation needs
 constexpr int kMostSpan = 20; // lags of a window, its ends included
 
-/// Interpolation of the correlation in sixths of a sample, Q15.
-constexpr Qol16s kTaps[25] = {29519, 28316, 24906, 19838, 13896, 7945, 2755, -1127, -3459,
-                              -4304, -3969, -2899, -1561, -336,  534,  970,  1023,  823,
-                              516,   220,   0,     -131,  -194,  -215, 0};
-
 /// How a subframe's lag is searched and coded.
 struct Window {
     int low, high;
@@ -96,8 +91,8 @@ Qol16s between(const Qol16s* c, int sixths) {
     }
     Qol32s sum = 0;
     for (int i = 0; i < kMargin; ++i) {
-        sum = L_mac(sum, c[-i], kTaps[sixths + 6 * i]);
-        sum = L_mac(sum, c[1 + i], kTaps[6 - sixths + 6 * i]);
+        sum = L_mac(sum, c[-i], inter_6[sixths + 6 * i]);
+        sum = L_mac(sum, c[1 + i], inter_6[6 - sixths + 6 * i]);
     }
     return round_fx(sum);
 }

@@ -3,11 +3,21 @@
 #pragma once
 
 #include "qolsc/types.h"
+#include "tables/gsm_dtx.h"
+#include "tables/gsm_lsf.h"
+#include "tables/gsm_pitch.h"
+#include "tables/lp.h"
 
 #include <cstdint>
 #include <span>
 
 namespace qolsc::tools::amr {
+
+// Those that the library's functions read too.
+using tables::inter_6;
+using tables::kLpWindow200_40;
+using tables::past_rq_init;
+using tables::TableMeanLsf1;
 
 /// Weighting 0.94^k up to 7.95 kbit/s, Q15
 extern const Qol16s kGamma1[10];
@@ -15,10 +25,6 @@ extern const Qol16s kGamma1[10];
 extern const Qol16s kGamma1High[10];
 /// 0.6^k, Q15
 extern const Qol16s kGamma2[10];
-/// means of the LSF at 12.2 kbit/s
-extern const Qol16s kMeanLsf122[10];
-/// vectors that the LSF of comfort noise are predicted from
-extern const Qol16s kNoiseResiduals[8][10];
 /// LSP of a reset coder, Q15
 extern const Qol16s kLspStart[10];
 /// pitch gains of 7.95 and 12.2 kbit/s, Q14
@@ -37,15 +43,10 @@ extern const Qol16s kPredictor[4];
 extern const Qol16s kPredictor122[4];
 /// strong phase dispersion at 7.95 kbit/s, Q15
 extern const Qol16s kDispersionStrong795[40];
-/// weak one
-extern const Qol16s kDispersionWeak795[40];
-/// strong phase dispersion of the other rates, Q15
+/// strong phase dispersion of the lower rates, Q15
 extern const Qol16s kDispersionStrong[40];
-/// weak one
+/// weak one of all these rates
 extern const Qol16s kDispersionWeak[40];
-/// what the parameters of frames that never came are drawn from (TS 26.092 6.1): the first of the
-/// LP window of the lower rates, Q15
-extern const Qol16s kDrawn[192];
 /// scale of the variation of comfort-noise LSF, Q15
 extern const Qol16s kLsfVariation[10];
 /// level of comfort noise by mode, Q11

@@ -301,10 +301,8 @@ void analyseVectors(Decoder& d, const FrameContext& f, Vectors& v) {
 void enhance(Decoder& d, const FrameContext& f, Vectors& v, Qol16s* x) {
     updateDispersion(d.dispersion, f.mode, v.gains.pitch, v.gains.code, v.code);
     const Qol32s smooth = enhanceNoise(v.gains.code, f.stab, v.voicing, d.gainThreshold);
-    const Qol16s taps[2] = {0, static_cast<Qol16s>((v.voicing >> 3) + 4096)};
-    Qol16s enhanced[kSubframe];
-    qolsHighPassFilter_Direct_AMRWB_16s(taps, v.code, enhanced, kSubframe, 0);
-    excitation(enhanced, round_fx(L_shl(smooth, d.scale)), v.adaptive, v.gains.pitch, x);
+    enhancedExcitation(v.code, v.voicing, round_fx(L_shl(smooth, d.scale)), v.adaptive,
+                       v.gains.pitch, x);
     if (v.isSharp) {
         for (int i = 0; i < kSubframe; ++i) {
             v.sharp[i] = add(v.sharp[i], x[i]);

@@ -209,6 +209,14 @@ void excitation(const Qol16s* code, Qol16s codeGain16, const Qol16s* adaptive, Q
     }
 }
 
+void enhancedExcitation(const Qol16s* code, Qol16s voicingFactor, Qol16s codeGain16,
+                        const Qol16s* adaptive, Qol16s pitchGain, Qol16s* out) {
+    const Qol16s taps[2] = {0, static_cast<Qol16s>((voicingFactor >> 3) + 4096)};
+    Qol16s enhanced[kSubframe];
+    qolsHighPassFilter_Direct_AMRWB_16s(taps, code, enhanced, kSubframe, 0);
+    excitation(enhanced, codeGain16, adaptive, pitchGain, out);
+}
+
 void comfortNoise(Qol32s energy, Qol16s& seed, Qol16s* noise) {
     const int n = norm_l(energy);
     const Qol16s level = extract_h(L_shl(energy, n));

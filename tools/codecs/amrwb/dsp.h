@@ -135,6 +135,9 @@ Qol32s enhanceNoise(Qol32s gain, Qol16s stab, Qol16s voicingFactor, Qol32s& thre
 /// adaptive * pitchGain + code * codeGain16.
 void excitation(const Qol16s* code, Qol16s codeGain16, const Qol16s* adaptive, Qol16s pitchGain,
                 Qol16s* out);
+/// The same with the lows of the code taken back, more in voiced sounds (pitch enhancement).
+void enhancedExcitation(const Qol16s* code, Qol16s voicingFactor, Qol16s codeGain16,
+                        const Qol16s* adaptive, Qol16s pitchGain, Qol16s* out);
 
 /// White noise of a frame at the energy 2^exponent * (1 + fraction ..).
 void comfortNoise(Qol32s energy, Qol16s& seed, Qol16s* noise);

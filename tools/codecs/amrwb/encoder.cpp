@@ -213,16 +213,6 @@ void searchCode(Encoder& e, Frame& frame, Targets& t, const Adaptive& a, const L
     shapeCode(code, e.tilt, l);
 }
 
-/// The decoder's excitation with the enhanced noise and pitch, at 23.85 kbit/s.
-void enhancedExcitation(Encoder& e, const SubframeContext& f, Qol16s v, Qol32s gain,
-                        const Qol16s* code, const Qol16s* adaptive, Qol16s pitch, Qol16s* x) {
-    const Qol32s smooth = enhanceNoise(gain, f.stab, v, e.gainThreshold);
-    const Qol16s taps[2] = {0, static_cast<Qol16s>((v >> 3) + 4096)};
-    Qol16s enhanced[kSubframe];
-    qolsHighPassFilter_Direct_AMRWB_16s(taps, code, enhanced, kSubframe, 0);
-    excitation(enhanced, round_fx(L_shl(smooth, f.scale)), adaptive, pitch, x);
-}
-
 void encodeSubframe(Encoder& e, SubframeContext& f, int s, int openLag, const Qol16s* input,
                     Frame& frame) {
     Qol16s* exc = e.excitation + kPastExcitation + s * kSubframe;
@@ -273,7 +263,8 @@ void encodeSubframe(Encoder& e, SubframeContext& f, int s, int openLag, const Qo
     std::copy_n(line + kSubframe, kOrder, e.synthesis);
     if (e.mode == 8) {
         Qol16s x[kSubframe];
-        enhancedExcitation(e, f, v, g.code, code, adaptive, g.pitch, x);
+        const Qol32s smooth = enhanceNoise(g.code, f.stab, v, e.gainThreshold);
+        enhancedExcitation(code, v, round_fx(L_shl(smooth, f.scale)), adaptive, g.pitch, x);
         const int index = codeHighBand(e.highBand, f.lpQuantised[s], x, f.scale,
                                        input + s * kSubframe16k, e.noise.hang);
         putBits(frame, static_cast<std::uint32_t>(index), 4);

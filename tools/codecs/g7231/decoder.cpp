@@ -136,7 +136,7 @@ void speechExcitation(Decoder& d, const Fields& f, Qol16s* out) {
         addExcitation(fixed, adaptive, u);
         pushHistory(d.past, u, kSubframe);
     }
-    d.lostGain = tables::kLevels[(f.sub[2].level + f.sub[3].level) >> 1];
+    d.lostGain = tables::GainDBLvls[(f.sub[2].level + f.sub[3].level) >> 1];
     const int shift = normaliseThree(buffer, kPast + kFrame, scaled);
     checkVoicing(d, scaled, shift, f.sub[2].lag);
     std::copy_n(buffer + kPast, kFrame, out);

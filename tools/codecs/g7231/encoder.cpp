@@ -230,7 +230,8 @@ void searchAcelp(const Qol16s* target, const Qol16s* response, Subframe& s, Qol1
     if (top > 0) {
         const Qol16s gain = shr(div_s(static_cast<Qol16s>(top >> 1), bottom), ex + 5 - ey);
         for (int i = 1; i < 24; ++i) {
-            if (std::abs(gain - tables::kLevels[i]) < std::abs(gain - tables::kLevels[s.level])) {
+            if (std::abs(gain - tables::GainDBLvls[i]) <
+                std::abs(gain - tables::GainDBLvls[s.level])) {
                 s.level = i;
             }
         }

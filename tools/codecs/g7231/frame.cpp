@@ -288,7 +288,7 @@ void acelpVector(const Subframe& s, Qol16s* vector) {
     for (int t = 0; t < 4; ++t) {
         const int at = 8 * (s.position >> (3 * t) & 7) + 2 * t + s.grid;
         if (at < kSubframe) {
-            const Qol16s level = tables::kLevels[s.level];
+            const Qol16s level = tables::GainDBLvls[s.level];
             vector[at] = s.signs >> t & 1 ? level : static_cast<Qol16s>(-level);
         }
     }
@@ -300,13 +300,13 @@ void multipulseVector(const Subframe& s, int subframe, Qol16s* vector) {
     if (s.position >= tables::kPositionCodeCounts[subframe]) {
         return;
     }
-    int row = 6 - tables::kPulses[subframe];
+    int row = 6 - tables::PulsesPerSbfr[subframe];
     Qol32s code = s.position;
-    const Qol16s level = tables::kLevels[s.level];
+    const Qol16s level = tables::GainDBLvls[s.level];
     for (int j = 0; j < 30 && row < 6; ++j) {
-        code -= tables::kPositionCodes[row][j];
+        code -= tables::CombTbl[row][j];
         if (code < 0) {
-            code += tables::kPositionCodes[row][j];
+            code += tables::CombTbl[row][j];
             ++row;
             vector[s.grid + 2 * j] = s.signs >> (6 - row) & 1 ? static_cast<Qol16s>(-level) : level;
         }

@@ -110,7 +110,7 @@ void drawPulses(Qol16s& seed, HalfPulses (&halves)[2]) {
             list[i] = i;
         }
         int* position = halves[k / 2].position + (k % 2 == 0 ? 0 : 6);
-        for (int i = 0; i < tables::kPulses[k]; ++i) {
+        for (int i = 0; i < tables::PulsesPerSbfr[k]; ++i) {
             const int j = draw(seed, static_cast<Qol16s>(left));
             *position++ = 2 * list[j] + grids[k];
             list[j] = list[--left];

@@ -3,8 +3,14 @@
 #pragma once
 
 #include "qolsc/types.h"
+#include "tables/g723_search.h"
 
 namespace qolsc::tools::g7231::tables {
+
+// Those that the library's search reads too.
+using qolsc::tables::g723::CombTbl;
+using qolsc::tables::g723::GainDBLvls;
+using qolsc::tables::g723::PulsesPerSbfr;
 
 /// LPC analysis window, Q15. G.723.1 2.4.
 extern const Qol16s kHamming[180];
@@ -44,15 +50,6 @@ extern const Qol16s kPostPole[10];
 
 /// Weight of the pitch post-filter at 6.3 and 5.3 kbit/s, Q15. G.723.1 3.6.
 extern const Qol16s kPitchPostWeight[2];
-
-/// Levels of the fixed codebook gain. G.723.1 2.15.
-extern const Qol16s kLevels[24];
-
-/// Pulses of each subframe at 6.3 kbit/s. G.723.1 2.15.
-extern const Qol16s kPulses[4];
-
-/// Binomials of the position codes at 6.3 kbit/s. G.723.1 2.15.
-extern const Qol32s kPositionCodes[6][30];
 
 /// Count of valid position codes of each subframe.
 extern const Qol32s kPositionCodeCounts[4];

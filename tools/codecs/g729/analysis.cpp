@@ -14,8 +14,6 @@ using namespace basop;
 namespace {
 
 constexpr Qol16s kHighPass_Q12[6] = {4096, 7807, -3733, 1899, -3798, 1899}; // 140 Hz, halved
-constexpr Qol16s kInitialLsf_Q13[kOrder] = {2339,  4679,  7018,  9358,  11698,
-                                            14037, 16377, 18717, 21056, 23396};
 
 constexpr int kTamingFrom = 40, kZone = 40;
 constexpr Qol32s kTamingThreshold = 983040000; // 60000, Q14
@@ -123,7 +121,7 @@ FixedPart searchFixed(SubframeState& s, const Subframe& target, const PitchPart&
 void initAnalysis(Analysis& a) {
     qolsHighPassFilterInit_G729(kHighPass_Q12, a.highPass.data());
     for (int row = 0; row < 4; ++row) {
-        std::copy_n(kInitialLsf_Q13, kOrder, a.lsfHistory.data() + row * kOrder);
+        std::copy_n(kInitialLsf.data(), kOrder, a.lsfHistory.data() + row * kOrder);
     }
 }
 

@@ -3,7 +3,7 @@
 // quantisation of a frame, and the part of a subframe behind the pitch search.
 #pragma once
 
-#include "codecs/g729/bits.h"
+#include "codecs/g729/initial.h"
 #include "qolsc/types.h"
 
 #include <array>
@@ -16,11 +16,7 @@ inline constexpr int kPastWeighted = 143;
 inline constexpr int kAutoCorrLags = 13;
 
 using Lpc = std::array<Qol16s, kCoeffs>; ///< Q12
-using Lsp = std::array<Qol16s, kOrder>;  ///< Q15
 using Subframe = std::array<Qol16s, kSubframe>;
-
-inline constexpr Lsp kInitialLsp = {30000, 26000, 21000,  15000,  8000,
-                                    0,     -8000, -15000, -21000, -26000};
 
 /// Pre-processing, analysis window and predictors.
 struct Analysis {

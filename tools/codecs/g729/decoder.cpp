@@ -12,8 +12,6 @@ namespace qolsc::tools::g729 {
 
 namespace {
 
-constexpr Qol16s kHighPass[6] = {8192, 15836, -7667, 7699, -15398, 7699}; // 100 Hz, Q13
-
 struct Decoder {
     Synthesis synthesis;
     PostFilter post;
@@ -25,7 +23,7 @@ struct Decoder {
 void* openDecoder(const Codec&, const CodecSettings&) {
     auto* decoder = new Decoder;
     initSynthesis(decoder->synthesis, Concealment::oneOfTwo, true);
-    qolsHighPassFilterInit_G729(kHighPass, decoder->highPass.data());
+    qolsHighPassFilterInit_G729(kOutputHighPass, decoder->highPass.data());
     return decoder;
 }
 

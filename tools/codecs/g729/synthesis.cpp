@@ -3,6 +3,7 @@
 #include "codecs/g729/synthesis.h"
 
 #include "codecs/bits.h"
+#include "codecs/g729/initial.h"
 #include "codecs/g729/innovation.h"
 #include "numeric/basop.h"
 #include "qolsc/common.h"
@@ -16,10 +17,6 @@ namespace {
 
 using namespace basop;
 
-constexpr Qol16s kInitialLsf[kOrder] = {2339,  4679,  7018,  9358,  11698,
-                                        14037, 16377, 18717, 21056, 23396};
-constexpr Qol16s kInitialLsp[kOrder] = {30000, 26000, 21000,  15000,  8000,
-                                        0,     -8000, -15000, -21000, -26000};
 constexpr Qol16s kInitialNoiseLsp[kOrder] = {31441, 27566,  21458,  13612,  4663,
                                              -4663, -13612, -21458, -27566, -31441};
 constexpr Qol16s kMinSharpening = 3277, kMaxSharpening = 13017; // 0.2 and 0.8, Q14
@@ -252,10 +249,10 @@ void initSynthesis(Synthesis& s, Concealment concealment, bool backwardOn) {
     s.backwardOn = backwardOn;
     s.concealment = concealment;
     for (int row = 0; row < 4; ++row) {
-        std::copy_n(kInitialLsf, kOrder, s.prevFreq + row * kOrder);
+        std::copy_n(kInitialLsf.data(), kOrder, s.prevFreq + row * kOrder);
     }
-    std::copy_n(kInitialLsf, kOrder, s.lastLsf);
-    std::copy_n(kInitialLsp, kOrder, s.lsp);
+    std::copy_n(kInitialLsf.data(), kOrder, s.lastLsf);
+    std::copy_n(kInitialLsp.data(), kOrder, s.lsp);
     std::copy_n(kInitialNoiseLsp, kOrder, s.noiseLsp);
     std::fill_n(s.energyErrors, 4, Qol16s{-14336});
     s.noiseTarget = sidLevel(0);

@@ -13,6 +13,8 @@
 namespace qolsc::tools::g729 {
 
 inline constexpr int kMaxOrder = kBackwardOrder;
+/// The filter behind the post-filter: 100 Hz, Q13 (§4.2.5).
+inline constexpr Qol16s kOutputHighPass[6] = {8192, 15836, -7667, 7699, -15398, 7699};
 
 /// Codes of a subframe at any rate.
 struct SubframeInput {

@@ -15,8 +15,6 @@ namespace {
 
 using namespace g729;
 
-constexpr Qol16s kHighPass[6] = {8192, 15836, -7667, 7699, -15398, 7699}; // 100 Hz, Q13
-
 /// Powers of a factor, Q15, 1 held at 32767, as the main body's tables have them.
 constexpr std::array<Qol16s, kCoeffs> powersOf(int factor) {
     std::array<Qol16s, kCoeffs> p{32767};
@@ -67,7 +65,7 @@ void postFilter(Decoder& d, const Qol16s* lpc, int lag, bool active, const Qol16
 void* openDecoder(const Codec&, const CodecSettings&) {
     auto* decoder = new Decoder;
     initSynthesis(decoder->synthesis, Concealment::both, false);
-    qolsHighPassFilterInit_G729(kHighPass, decoder->highPass.data());
+    qolsHighPassFilterInit_G729(kOutputHighPass, decoder->highPass.data());
     return decoder;
 }
 
