@@ -5,10 +5,10 @@ set -eu
 cd "$(dirname "$0")/.."
 seconds=${1:-30}
 shift || true
-cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz -j"$(nproc)" --target fuzz_targets >/dev/null
 families=("$@")
 [ ${#families[@]} -gt 0 ] || mapfile -t families < <(sed -n 's/^qolsc_fuzz(\([a-z0-9]*\) .*/\1/p' fuzz/CMakeLists.txt; echo streams)
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz -j"$(nproc)" --target "${families[@]/%/_fuzz}" >/dev/null
 for family in "${families[@]}"; do
     corpus=build/fuzz/corpus/$family
     mkdir -p "$corpus"

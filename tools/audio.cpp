@@ -108,7 +108,8 @@ Audio readSound(const std::string& name, std::vector<std::uint8_t> bytes) {
     SF_INFO info{};
     const Sound sound = openSound(memory, SFM_READ, info);
     if (!sound) {
-        fail(name + ": no audio file that can be read (headerless samples need --raw RATE)");
+        fail(name + ": no audio file that can be read (samples without header need --raw RATE, "
+                    "where the command has it)");
     }
     sf_command(sound.get(), SFC_SET_SCALE_FLOAT_INT_READ, nullptr, SF_TRUE);
     sf_command(sound.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);

@@ -38,8 +38,8 @@ struct Adaptation {
 Audio readMono(const std::string& path, int rate, const Adaptation& adaptation,
                const RawFormat& raw, const std::string& user);
 
-/// Writes one channel of 16-bit samples; the name's extension tells the format (.wav, .au, .flac,
-/// .raw), WAV where it has none. With a raw format of its own: samples as they are, companded or
+/// Writes one channel of 16-bit samples; the name's extension tells the format (.au, .flac, .raw),
+/// WAV any other or none. With a raw format of its own: samples as they are, companded or
 /// not.
 void writeAudio(const std::string& path, std::span<const std::int16_t> samples, int rate,
                 const RawFormat& raw = {});

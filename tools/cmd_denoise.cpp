@@ -120,8 +120,9 @@ void run(const Options& options) {
     const int rate = audio.rate;
     Denoised d;
     if (!denoise(audio.samples, rate, options.level, d)) {
-        fail("the noise filter takes 8000, 16000, 22050 or 32000 Hz, not " + std::to_string(rate) +
-             " Hz; convert the input, e.g. sox IN.wav -r 16000 OUT.wav");
+        fail(options.in + ": " + std::to_string(rate) +
+             " Hz, but the noise filter takes 8000, 16000, 22050 or 32000 Hz; convert it: sox " +
+             (options.in == "-" ? "IN.wav" : options.in) + " -r 16000 OUT.wav");
     }
     writeAudio(options.out, d.output, rate, raw);
     if (!options.report.empty()) {

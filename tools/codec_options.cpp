@@ -18,8 +18,7 @@ void addCodecOptions(CLI::App& app, CodecOptions& options) {
     app.add_option("--codec", options.codec, "Codec at its rate; 'qolsc codecs' lists them")
         ->required();
     app.add_option("--raw", options.rawRate,
-                   "Samples are headerless, 16-bit little-endian, at this rate in Hz")
-        ->check(CLI::PositiveNumber);
+                   "Samples are headerless, 16-bit little-endian, at this rate in Hz");
     app.add_option(
            "--law", options.law,
            "With --raw: samples are companded, one octet a 16-bit word as in ITU-T sequences")
@@ -32,7 +31,8 @@ void addEncoderOptions(CLI::App& app, CodecOptions& options) {
     app.add_flag("--resample", options.adaptation.resample, "Convert the sample rate");
     app.add_flag("--dtx", options.dtx, "Discontinuous transmission: code pauses as comfort noise");
     app.add_option("--detector", options.detector,
-                   "Voice activity detector of AMR with --dtx: amr1 (default) or amr2");
+                   "Voice activity detector of AMR with --dtx: amr1 (default) or amr2")
+        ->check(CLI::IsMember({"amr1", "amr2"}).description(""));
 }
 
 void addDecoderOptions(CLI::App& app, CodecOptions& options) {

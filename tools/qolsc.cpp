@@ -5,6 +5,7 @@
 
 #include "qolsc.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -47,8 +48,27 @@ constexpr Command kCommands[] = {
 /// CLI11 explains itself in several lines; the first sentence is the error.
 std::string oneLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
+/// What is wrong with the command line. What nobody knows comes first: a word mistyped is often why
+/// another is missing.
+std::string misuse(const CLI::App& app, const CLI::ParseError& e) {
+    const std::vector<const CLI::App*> subs = app.get_subcommands({});
+    const auto parsed =
+        std::find_if(subs.begin(), subs.end(), [](const CLI::App* sub) { return sub->parsed(); });
+    const CLI::App& where = parsed == subs.end() ? app : **parsed;
+    const std::vector<std::string> unknown = where.remaining();
+    std::string text = oneLine(e.what());
+    if (!unknown.empty()) {
+        text = (unknown[0].starts_with('-') ? "no option '"
+                : &where == &app            ? "no sub-command '"
+                                            : "an argument too many: '") +
+               unknown[0] + "'";
+    }
+    return text + " (see qolsc " + (&where == &app ? "" : where.get_name() + " ") + "--help)";
+}
+
 /// What the help calls the values: a positional is called by its name alone, of the others those
-/// that take files and numbers of a unit tell that.
+/// that take files and numbers of a unit tell that. Rates of headerless samples are checked here,
+/// alike for all.
 void nameValues(CLI::App& app) {
     for (CLI::Option* option : app.get_options()) {
         const std::string name = option->get_name();
@@ -56,6 +76,8 @@ void nameValues(CLI::App& app) {
             option->type_name("");
         } else if (name == "--report" || name == "--echo" || name == "--talk") {
             option->type_name("FILE");
+        } else if (name == "--raw") {
+            option->type_name("RATE")->check(CLI::Range(1, 1'000'000).description(""));
         } else if (name == "--loss") {
             option->type_name("PERCENT");
         } else if (option->get_type_name() == "TEXT") {
@@ -84,7 +106,7 @@ int main(int argc, char** argv) {
         if (e.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
             return app.exit(e); // --help, --version
         }
-        std::fprintf(stderr, "qolsc: %s (see qolsc --help)\n", oneLine(e.what()).c_str());
+        std::fprintf(stderr, "qolsc: %s\n", misuse(app, e).c_str());
         return 2;
     }
     try {

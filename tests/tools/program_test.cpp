@@ -173,10 +173,14 @@ TEST_F(Program, wrongChoicesAreExplained) {
 
 TEST_F(Program, misuseExitsWithTwo) {
     expectError("qolsc", {"subcommand"}, 2);
-    expectError("qolsc encode in.wav out", {"--codec"}, 2);
+    expectError("qolsc recode in.wav", {"'recode'", "qolsc --help"}, 2);
+    expectError("qolsc encode in.wav out", {"--codec", "qolsc encode --help"}, 2);
+    expectError("qolsc encode --codex g726-32 in.wav", {"no option '--codex'"}, 2);
+    expectError("qolsc vad in.wav more.wav", {"'more.wav'"}, 2);
     expectError("qolsc encode --codec g726-32 in.wav", {"OUT"}, 2);
     expectError("qolsc encode --codec g726-32 --law blaw in.wav out", {"blaw"}, 2);
-    expectError("qolsc encode --codec g726-32 --raw -5 in.wav out", {"--raw"}, 2);
+    expectError("qolsc encode --codec g726-32 --raw -5 in.wav out", {"--raw", "1 to "}, 2);
+    expectError("qolsc encode --codec amr-12.2 --dtx --detector g729 in.wav out", {"amr2"}, 2);
     EXPECT_EQ(run("qolsc --help").code, 0);
     EXPECT_EQ(run("qolsc roundtrip --help").code, 0);
 }
@@ -288,7 +292,7 @@ TEST_F(Program, denoiseTakesAllFourRates) {
         EXPECT_NE(text("page.html").find("Power of the noise known"), std::string::npos);
     }
     writeAudio(at("odd.wav"), speech, 11025);
-    expectError("qolsc denoise odd.wav none.wav", {"11025", "22050"});
+    expectError("qolsc denoise odd.wav none.wav", {"odd.wav", "11025", "22050"});
     expectError("qolsc denoise in.wav none.wav --level 6", {"--level 6", "0 to 5"});
     expectError("qolsc denoise missing.wav none.wav", {"missing.wav", "No such file"});
     EXPECT_FALSE(std::filesystem::exists(at("none.wav")));
