@@ -26,6 +26,30 @@ inline void copyBand(T* const* ppFrom, T* const* ppTo, Qol32s numSegments, Qol32
     }
 }
 
+template <typename T>
+inline void clear(T* p, Qol32s n) {
+    std::memset(p, 0, static_cast<std::size_t>(n) * sizeof(T));
+}
+
+/// Reset of the controllers that follow every band: the smoothed powers, not the far end's.
+template <typename State>
+QolStatus resetBandPowers(State* pState) {
+    if (anyNull(pState)) {
+        return qolStsNullPtrErr;
+    }
+    State& s = *alignUp<16>(pState);
+    clear(s.pAdaptiveErrPower, s.numSubbands);
+    clear(s.pFixedErrPower, s.numSubbands);
+    clear(s.pCoefPower, s.numSubbands);
+    return qolStsNoErr;
+}
+
+/// Error powers of the bands that a call saved to the fixed filter, that it restored, and of all.
+template <typename T>
+struct TransferSums {
+    T saved, restored, total;
+};
+
 /// Floor of the far end's power in units of 2^10; the product keeps its low 32 bits.
 constexpr Qol32s powerFloor(Qol32s numSubbands, Qol32s numSegments) {
     return wrapMul32(wrapMul32(numSubbands, 100000), numSegments) / 1024;

@@ -40,8 +40,6 @@ constexpr Qol32s kStepExponent = 71; // of a quotient with shift 0
 
 Qol64s arrayBytes(Qol32s numSubbands) { return roundUp16(Qol64s{4} * numSubbands); }
 
-void clear(Qol32s* p, Qol32s n) { std::memset(p, 0, static_cast<std::size_t>(n) * sizeof(Qol32s)); }
-
 Qol32s smooth32(Qol32s alpha_Q14, Qol32s old, Qol64s next) {
     return saturate32(smooth_Q14(alpha_Q14, old, next));
 }
@@ -85,9 +83,7 @@ bool isSettled(Qol32s smoothed, Qol32s before, Qol64s energy) {
     return change >= 0 && change < basop::MAX_32 && smoothed > 10 * change;
 }
 
-struct Sums {
-    Qol32s saved, restored, total;
-};
+using Sums = TransferSums<Qol32s>;
 
 void transferBand(State& s, Qol32s i, Qol64s energy, Qol32sc adaptiveErr, Qol32sc fixedErr,
                   Qol32sc** ppAdaptive, Qol32sc** ppFixed, Sums& sums) {
@@ -126,12 +122,8 @@ void followGain(State& s, Sums sums) {
 QolStatus qolsSubbandControllerGetSize_EC_16s(Qol32s numSubbands, Qol32s frameSize,
                                               Qol32s numSegments, Qol32s sampleFreq,
                                               Qol32s* pSize) noexcept {
-    const QolStatus status =
-        checkController(numSubbands, frameSize, numSegments, sampleFreq, pSize);
-    if (status == qolStsNoErr) {
-        *pSize = saturate32(5 * arrayBytes(numSubbands) + kFields + 16);
-    }
-    return status;
+    return giveSize(checkController(numSubbands, frameSize, numSegments, sampleFreq, pSize),
+                    5 * arrayBytes(numSubbands) + kFields + 16, pSize);
 }
 
 QolStatus qolsSubbandControllerInit_EC_16s(QolsSubbandControllerState_EC_16s* pState,
@@ -175,14 +167,7 @@ QolStatus qolsSubbandControllerInit_EC_16s(QolsSubbandControllerState_EC_16s* pS
 }
 
 QolStatus qolsSubbandControllerReset_EC_16s(QolsSubbandControllerState_EC_16s* pState) noexcept {
-    if (anyNull(pState)) {
-        return qolStsNullPtrErr;
-    }
-    State& s = *alignUp<16>(pState);
-    clear(s.pAdaptiveErrPower, s.numSubbands);
-    clear(s.pFixedErrPower, s.numSubbands);
-    clear(s.pCoefPower, s.numSubbands);
-    return qolStsNoErr;
+    return resetBandPowers(pState);
 }
 
 QolStatus qolsSubbandControllerUpdate_EC_16s(const Qol32sc* pSrcRef1, const Qol32sc* pSrcRef2,

@@ -35,8 +35,6 @@ using State = QolsSubbandControllerState_EC_32f;
 
 static_assert(sizeof(State) == 96); // and up to 16 bytes in front
 
-void clear(Qol32f* p, Qol32s n) { std::memset(p, 0, static_cast<std::size_t>(n) * sizeof(Qol32f)); }
-
 constexpr Qol32s kTile = 8;
 
 /// |z|^2 of eight bands.
@@ -127,9 +125,7 @@ Qol32f bandEnergy(Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i) {
     return j < numSegments ? sum + power(ppCoefs[j][i]) : sum;
 }
 
-struct Sums {
-    Qol32f saved, restored, total;
-};
+using Sums = TransferSums<Qol32f>;
 
 /// Follows the powers of a band and moves its coefficients.
 void transferBand(State& s, Qol32s i, Qol32f energy, Qol32fc adaptiveErr, Qol32fc fixedErr,
@@ -212,12 +208,8 @@ Qol32f followGain(State& s, Sums sums) {
 QolStatus qolsSubbandControllerGetSize_EC_32f(Qol32s numSubbands, Qol32s frameSize,
                                               Qol32s numSegments, Qol32s sampleFreq,
                                               Qol32s* pSize) noexcept {
-    const QolStatus status =
-        checkController(numSubbands, frameSize, numSegments, sampleFreq, pSize);
-    if (status == qolStsNoErr) {
-        *pSize = saturate32(Qol64s{16} * numSubbands + 112);
-    }
-    return status;
+    return giveSize(checkController(numSubbands, frameSize, numSegments, sampleFreq, pSize),
+                    Qol64s{16} * numSubbands + 112, pSize);
 }
 
 QolStatus qolsSubbandControllerInit_EC_32f(QolsSubbandControllerState_EC_32f* pState,
@@ -256,14 +248,7 @@ QolStatus qolsSubbandControllerInit_EC_32f(QolsSubbandControllerState_EC_32f* pS
 }
 
 QolStatus qolsSubbandControllerReset_EC_32f(QolsSubbandControllerState_EC_32f* pState) noexcept {
-    if (anyNull(pState)) {
-        return qolStsNullPtrErr;
-    }
-    State& s = *alignUp<16>(pState);
-    clear(s.pAdaptiveErrPower, s.numSubbands);
-    clear(s.pFixedErrPower, s.numSubbands);
-    clear(s.pCoefPower, s.numSubbands);
-    return qolStsNoErr;
+    return resetBandPowers(pState);
 }
 
 QolStatus qolsSubbandAPControllerUpdate_EC_32f(const Qol32fc** ppSrc, const Qol32fc* pError,

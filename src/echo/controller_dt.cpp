@@ -270,12 +270,8 @@ void actOnPowers(Transfer& t) {
 QolStatus qolsSubbandControllerDTGetSize_EC_16s(Qol32s numSubbands, Qol32s frameSize,
                                                 Qol32s numSegments, Qol32s sampleFreq,
                                                 Qol32s* pSize) noexcept {
-    const QolStatus status =
-        checkController(numSubbands, frameSize, numSegments, sampleFreq, pSize);
-    if (status == qolStsNoErr) {
-        *pSize = saturate32(stateBytes(numSubbands));
-    }
-    return status;
+    return giveSize(checkController(numSubbands, frameSize, numSegments, sampleFreq, pSize),
+                    stateBytes(numSubbands), pSize);
 }
 
 QolStatus qolsSubbandControllerDTInit_EC_16s(QolsSubbandControllerDTState_EC_16s* pState,

@@ -87,20 +87,12 @@ void copyTaps(const T* pFrom, T* pTo, Qol32s numTaps) {
 
 QolStatus qolsFullbandControllerGetSize_EC_32f(Qol32s frameSize, Qol32s numTaps, Qol32s sampleFreq,
                                                Qol32s* pSize) noexcept {
-    const QolStatus status = checkFullband(pSize, frameSize, numTaps, sampleFreq);
-    if (status == qolStsNoErr) {
-        *pSize = kSize32f;
-    }
-    return status;
+    return giveSize(checkFullband(pSize, frameSize, numTaps, sampleFreq), kSize32f, pSize);
 }
 
 QolStatus qolsFullbandControllerGetSize_EC_16s(Qol32s frameSize, Qol32s numTaps, Qol32s sampleFreq,
                                                Qol32s* pSize) noexcept {
-    const QolStatus status = checkFullband(pSize, frameSize, numTaps, sampleFreq);
-    if (status == qolStsNoErr) {
-        *pSize = kSize16s;
-    }
-    return status;
+    return giveSize(checkFullband(pSize, frameSize, numTaps, sampleFreq), kSize16s, pSize);
 }
 
 QolStatus qolsFullbandControllerInit_EC_32f(QolsFullbandControllerState_EC_32f* pState,

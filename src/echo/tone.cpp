@@ -71,19 +71,11 @@ bool dip(ReversalCount& c, bool deep) {
 } // namespace
 
 QolStatus qolsToneDetectGetStateSize_EC_32f(Qol32s sampleFreq, Qol32s* pSize) noexcept {
-    const QolStatus status = checkRate(pSize, sampleFreq);
-    if (status == qolStsNoErr) {
-        *pSize = sizeof(State32f) + kSlack;
-    }
-    return status;
+    return giveSize(checkRate(pSize, sampleFreq), sizeof(State32f) + kSlack, pSize);
 }
 
 QolStatus qolsToneDetectGetStateSize_EC_16s(Qol32s sampleFreq, Qol32s* pSize) noexcept {
-    const QolStatus status = checkRate(pSize, sampleFreq);
-    if (status == qolStsNoErr) {
-        *pSize = sizeof(State16s) + kSlack;
-    }
-    return status;
+    return giveSize(checkRate(pSize, sampleFreq), sizeof(State16s) + kSlack, pSize);
 }
 
 QolStatus qolsToneDetectInit_EC_32f(QolsToneDetectState_EC_32f* pState,
