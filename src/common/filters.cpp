@@ -104,7 +104,7 @@ QolStatus qolsHarmonicFilter_NR_16s(Qol16s val, Qol32s lag, const Qol16s* pSrc, 
     const Qol16s* past = pSrc - lag;
     int i = 0;
     for (; i + 8 <= len; i += 8) {
-        store(pDst + i, addSat16(load(pSrc + i), _mm_mulhrs_epi16(load(past + i), g)));
+        store(pDst + i, addSat16(load(pSrc + i), mulRound15(load(past + i), g)));
     }
     for (; i < len; ++i) {
         pDst[i] = basop::add(pSrc[i], basop::mult_r(past[i], gain));

@@ -4,6 +4,7 @@
 #include "common/common.h"
 #include "entry/checks.h"
 #include "entry/entries.h"
+#include "vector/q15.h"
 
 #include <algorithm>
 
@@ -12,12 +13,6 @@ namespace qolsc {
 namespace {
 
 using namespace simd;
-
-/// Q15 products, rounded; -32768 squared, which alone gives 0x8000, becomes 32767.
-inline i128 mulQ15(i128 a, i128 b) {
-    const i128 p = _mm_mulhrs_epi16(a, b);
-    return _mm_xor_si128(p, _mm_cmpeq_epi16(p, splat16(-0x8000)));
-}
 
 /// Products shifted right by a count of 0 to 30, rounded; half is at most 2^29, so that nothing
 /// leaves 32 bits.
@@ -36,7 +31,7 @@ inline void multiply(const Qol16s* pSrc, Qol16s* pDst, int len, int s, Vector ve
     int i = 0;
     if (s == 15) {
         for (; i + 8 <= len; i += 8) {
-            store(pDst + i, mulQ15(load(pSrc + i), vector(i)));
+            store(pDst + i, mulRoundSatQ15(load(pSrc + i), vector(i)));
         }
     } else if (s <= 30) {
         const i128 half = splat32(s > 0 ? 1 << (s - 1) : 0), shift = _mm_cvtsi32_si128(s);

@@ -137,7 +137,7 @@ bool updateVectors(const Solution& s, Solution& next, int order, const Factors& 
     WideSum pairs;
     for (int v = 0; v < Vectors; ++v) {
         const i128 backward =
-            addSat16(load(s.backward + 8 * v), _mm_mulhrs_epi16(load(s.forward + 8 * v), f.k));
+            addSat16(load(s.backward + 8 * v), mulRound15(load(s.forward + 8 * v), f.k));
         const i128 moved = _mm_alignr_epi8(backward, below, 14);
         below = backward;
         addPairs(pairs, maddPairs(moved, load(r + 8 * v)));
@@ -146,8 +146,7 @@ bool updateVectors(const Solution& s, Solution& next, int order, const Factors& 
     sum = total(pairs);
     i128 greatest = zero(), least = zero();
     for (int v = 0; v < Vectors; ++v) {
-        i128 forward =
-            addSat16(load(s.forward + 8 * v), _mm_mulhrs_epi16(load(s.backward + 8 * v), f.k));
+        i128 forward = addSat16(load(s.forward + 8 * v), mulRound15(load(s.backward + 8 * v), f.k));
         greatest = _mm_max_epi16(greatest, forward);
         least = _mm_min_epi16(least, forward);
         if (v == Vectors - 1) {

@@ -121,7 +121,7 @@ int ownFixedCodebookSearchVec(const Qol16s* d, const Lanes16& terms, const Lanes
         const i128 low = add32(terms.v[2 * t], third.v[2 * t]),
                    high = add32(terms.v[2 * t + 1], third.v[2 * t + 1]);
         const i128 sum = addSat16(splat16(ps), load(d + kPerTrack * (3 + t)));
-        offer8(mulSatQ15(sum, sum), alphaOf(low, high, fixed), best,
+        offer8(squareSatQ15(sum), alphaOf(low, high, fixed), best,
                [&found, t](int k) { found = kPerTrack * (3 + t) + k; });
     }
     return found;

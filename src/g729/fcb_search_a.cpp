@@ -137,7 +137,7 @@ Best ownFixedCodebookASearchPhaseA(const Qol16s* matrix, const Qol16s* d, Found&
         };
         alpha = packSat16(quarter(ebLow, widenLow(cross)), quarter(ebHigh, widenHigh(cross)));
         const i128 ps = addSat16(splat16(d[kPerTrack * A + ka]), db);
-        square = mulSatQ15(ps, ps);
+        square = squareSatQ15(ps);
     };
     LaneBest lanes;
     i128 square[2], alpha[2];
@@ -193,7 +193,7 @@ Best ownFixedCodebookASearchPhaseB(const Qol16s* matrix, const Qol16s* d, Qol16s
         };
         alpha = packSat16(sixteenth(tLow, widenLow(cross)), sixteenth(tHigh, widenHigh(cross)));
         const i128 ps = addSat16(splat16(basop::add(found.ps, d[kPerTrack * C + kc])), dd);
-        square = mulSatQ15(ps, ps);
+        square = squareSatQ15(ps);
     };
     LaneBest lanes;
     for (int kc = 0; kc < kPerTrack; ++kc) {

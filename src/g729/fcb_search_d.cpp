@@ -69,7 +69,7 @@ bool ownSearch_G729D(const SignedCorrelation& s, const Matrix& m, int pass, Best
         const i128 alpha = _mm_packus_epi32(sixteenth(widenLow(e), widenLow(rr)),
                                             sixteenth(widenHigh(e), widenHigh(rr)));
         const i128 ps = addSat16(splat16(s.d[i]), d);
-        offer8(mulSatQ15(ps, ps), alpha, best, [&](int k) {
+        offer8(squareSatQ15(ps), alpha, best, [&](int k) {
             *outer = i;
             *inner = second + k;
             found = true;

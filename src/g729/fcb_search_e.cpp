@@ -168,7 +168,7 @@ void ownSearch_G729E(const Target& t, const Response& r, int trackX, const Qol16
         const i128 ps = addSat16(splat16(add(running.ps, t.d[kTracks * x + trackX])), dy);
         const i128 alpha =
             addSat16(splat16(add(running.alpha, corX[x])), addSat16(cy, load(r.cross[trackX][x])));
-        offer8(mulSatQ15(ps, ps), alpha, best, [&bestX, &bestY, x](int k) {
+        offer8(squareSatQ15(ps), alpha, best, [&bestX, &bestY, x](int k) {
             bestX = x;
             bestY = k;
         });

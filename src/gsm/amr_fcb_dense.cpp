@@ -84,7 +84,7 @@ bool placePair(const TrackMatrix<Tracks>& m, const PairWeights& w, int n, int a,
             Pairs e = add(inner[v], base);
             e = {_mm_min_epi32(e.lo, cap), _mm_min_epi32(e.hi, cap)};
             e = add(add(e, madd(pairs(cross, simd::zero()), both)), half);
-            i128 sq = squareLanes(simd::addSat16(ps, dn[v])), alp = narrow<15>(e);
+            i128 sq = simd::squareSatQ15(simd::addSat16(ps, dn[v])), alp = narrow<15>(e);
             if (v == 1) {
                 sq = _mm_or_si128(_mm_and_si128(sq, valid), fillSq);
                 alp = _mm_or_si128(_mm_and_si128(alp, valid), fillAlp);

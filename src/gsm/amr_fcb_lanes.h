@@ -5,20 +5,11 @@
 #pragma once
 
 #include "gsm/amr_rates.h"
-#include "vector/simd.h"
+#include "vector/q15.h"
 
 namespace qolsc::amr {
 
 using simd::i128;
-
-/// (a * b) >> 15 with 16-bit results, for products below 2^30.
-inline i128 multLanes(i128 a, i128 b) {
-    return _mm_or_si128(_mm_slli_epi16(_mm_mulhi_epi16(a, b), 1),
-                        _mm_srli_epi16(_mm_mullo_epi16(a, b), 15));
-}
-
-/// The Q15 square, 32767 for -32768.
-inline i128 squareLanes(i128 x) { return _mm_min_epu16(multLanes(x, x), simd::splat16(0x7FFF)); }
 
 /// Pairs of 16-bit lanes for multiply-add: (first, second) in the low half and in the high half.
 struct Pairs {

@@ -50,8 +50,8 @@ void rearrange(const PulseProblem& p, Rearranged<Tracks>& x) {
     for (int t = 0; t < Tracks; ++t) {
         for (int y = 0; y < kStride; y += 8) {
             const i128 sign = simd::load(x.signs[2][t] + y);
-            simd::store(x.signs[0][t] + y, multLanes(sign, simd::splat16(32767)));
-            simd::store(x.signs[1][t] + y, multLanes(sign, simd::splat16(-32767)));
+            simd::store(x.signs[0][t] + y, simd::mulQ15(sign, simd::splat16(32767)));
+            simd::store(x.signs[1][t] + y, simd::mulQ15(sign, simd::splat16(-32767)));
             simd::store(x.signs[2][t] + y, simd::zero());
         }
     }
@@ -98,8 +98,9 @@ void fillClass(const PulseProblem& p, const Rearranged<Tracks>& x, unsigned rows
             }
             const Qol16s* signs = x.signs[signIndex(p.sign[i])][column];
             for (int v = 0; v < kVectors; ++v) {
-                simd::store(m.rr[t][place][column] + 8 * v,
-                            multLanes(narrow<15>(add(acc.v[v], half)), simd::load(signs + 8 * v)));
+                simd::store(
+                    m.rr[t][place][column] + 8 * v,
+                    simd::mulQ15(narrow<15>(add(acc.v[v], half)), simd::load(signs + 8 * v)));
             }
         }
     }

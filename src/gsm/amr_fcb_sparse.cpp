@@ -29,7 +29,7 @@ bool searchPairLanes(const Matrix& m, int count, const Qol16s* first, const Qol1
         for (int i = 0; i < 8; ++i) {
             const Pairs e = madd(pairs(simd::load(m.rr[a][i][b]), diag), weightPair(2, 1));
             const i128 alp = narrow<2>(add(e, simd::splat32(m.diag[a][i] + 2)));
-            const i128 sq = squareLanes(simd::addSat16(simd::splat16(m.dn[a][i]), dn));
+            const i128 sq = simd::squareSatQ15(simd::addSat16(simd::splat16(m.dn[a][i]), dn));
             order = blend(order, simd::splat32((n * 8 + i) * 8), keepBetter(best, sq, alp));
         }
     }
@@ -78,7 +78,7 @@ Level searchLevel(const Matrix& m, int track, i128 psBefore, Energy energy) {
     for (int k = 0; k < 8; ++k) {
         const i128 ps = simd::addSat16(psBefore, simd::splat16(m.dn[track][k]));
         const i128 alp = energy(k);
-        const Pairs taken = keepBetter(level.scores, squareLanes(ps), alp);
+        const Pairs taken = keepBetter(level.scores, simd::squareSatQ15(ps), alp);
         const i128 mask = simd::packSat16(taken.lo, taken.hi);
         level.ps = _mm_blendv_epi8(level.ps, ps, mask);
         level.alp = _mm_blendv_epi8(level.alp, alp, mask);
@@ -108,7 +108,7 @@ struct DepthBest {
 void keepLevel(DepthBest& best, const Level& last, i128 pruned, int n, const Level* const* levels,
                int count) {
     // Squares of pruned lanes go below what any start has.
-    const i128 sq = _mm_blendv_epi8(squareLanes(last.ps), simd::splat16(-32768), pruned);
+    const i128 sq = _mm_blendv_epi8(simd::squareSatQ15(last.ps), simd::splat16(-32768), pruned);
     const Pairs taken = keepBetter(best.scores, sq, last.alp);
     best.order = blend(best.order, simd::splat32(n * 8), taken);
     const int mask = _mm_movemask_epi8(simd::packSat16(taken.lo, taken.hi));

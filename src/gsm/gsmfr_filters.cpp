@@ -45,7 +45,7 @@ void preemphasize(const Qol16s* pSrc, Qol16s* pDst, int len, Qol16s* pMem) {
         const i128 x = simd::load(pSrc + i);
         const i128 before = _mm_alignr_epi8(x, last, 14);
         simd::store(pDst + i,
-                    simd::addSat16(x, _mm_mulhrs_epi16(before, simd::splat16(-kEmphasis))));
+                    simd::addSat16(x, simd::mulRound15(before, simd::splat16(-kEmphasis))));
         last = x;
     }
     prev = static_cast<Qol16s>(_mm_extract_epi16(last, 7));

@@ -41,13 +41,10 @@ void synthesisLattice(const Qol16s* pRC, const Qol16s* pSrc, Qol16s* pDst, int l
     }
 }
 
-// Rounded Q15 product (one instruction) of lanes of which at least one is above -32768.
-static inline i128 multR(i128 a, i128 b) { return _mm_mulhrs_epi16(a, b); }
-
 // All eight stages at once, lane i holding stage i of the sample that entered i steps ago: a step
 // takes one sample in and gives one out, and its latency is one product and one sum instead of
-// eight. During the first and last seven steps some stages have no sample yet or any more and keep
-// their memory.
+// eight. No product is of two least values, which alone would wrap. During the first and last seven
+// steps some stages have no sample yet or any more and keep their memory.
 void analysisLattice_noMinimum(const Qol16s* pRC, Qol16s* pSrcDst, int len, Qol16s* pMem) {
     const i128 rc = simd::load(pRC);
     const i128 lane = _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7);
@@ -58,8 +55,8 @@ void analysisLattice_noMinimum(const Qol16s* pRC, Qol16s* pSrcDst, int len, Qol1
         u = _mm_insert_epi16(_mm_slli_si128(u, 2), x, 0);
         const i128 old = mem;
         mem = _mm_blendv_epi8(mem, u, busy);
-        u = simd::addSat16(old, multR(rc, d));
-        d = simd::addSat16(d, multR(rc, old));
+        u = simd::addSat16(old, simd::mulRound15(rc, d));
+        d = simd::addSat16(d, simd::mulRound15(rc, old));
     };
     const i128 all = _mm_set1_epi16(-1);
     for (int t = 0; t < len + kOrder - 1; ++t) {
@@ -89,11 +86,11 @@ void synthesisLattice_noMinimum(const Qol16s* pRC, const Qol16s* pSrc, Qol16s* p
         v[i] = _mm_cvtsi32_si128(pMem[i]);
     }
     for (int k = 0; k < len; ++k) {
-        i128 s = simd::subSat16(_mm_cvtsi32_si128(pSrc[k]), multR(rc[7], v[7]));
+        i128 s = simd::subSat16(_mm_cvtsi32_si128(pSrc[k]), simd::mulRound15(rc[7], v[7]));
 #pragma GCC unroll 7
         for (int i = kOrder - 2; i >= 0; --i) {
-            s = simd::subSat16(s, multR(rc[i], v[i]));
-            v[i + 1] = simd::addSat16(v[i], multR(rc[i], s));
+            s = simd::subSat16(s, simd::mulRound15(rc[i], v[i]));
+            v[i + 1] = simd::addSat16(v[i], simd::mulRound15(rc[i], s));
         }
         v[0] = s;
         pDst[k] = static_cast<Qol16s>(_mm_cvtsi128_si32(s));

@@ -48,13 +48,26 @@ Sizes sizesOf(int order) {
     return s;
 }
 
-template <typename... P>
-QolStatus sizeArgs(int order, int flag, const P*... p) {
-    return order < 0 || order > kMostOrder + 1 ? qolStsFftOrderErr
-           : anyNull(p...)                     ? qolStsNullPtrErr
-           : !validFlag(flag)                  ? qolStsFftFlagErr
-           : order > kMostOrder                ? qolStsFftOrderErr
-                                               : qolStsNoErr;
+/// A whole size query; sizes(order) tells them.
+QolStatus giveSizes(Sizes (*sizes)(int), int order, int flag, Qol32s* pSpecSize, Qol32s* pInitSize,
+                    Qol32s* pWorkSize) {
+    if (order < 0 || order > kMostOrder + 1) {
+        return qolStsFftOrderErr;
+    }
+    if (anyNull(pSpecSize, pInitSize, pWorkSize)) {
+        return qolStsNullPtrErr;
+    }
+    if (!validFlag(flag)) {
+        return qolStsFftFlagErr;
+    }
+    if (order > kMostOrder) {
+        return qolStsFftOrderErr;
+    }
+    const Sizes s = sizes(order);
+    *pSpecSize = s.spec;
+    *pInitSize = s.init;
+    *pWorkSize = s.work;
+    return qolStsNoErr;
 }
 
 /// Where the parts of a spectrum of N elements lie.
@@ -117,9 +130,13 @@ void inverseInPlaceLarge(const QolsFFTSpec_R_32f& spec, const Qol32f* pSrc, Qol3
     fft::inverseLarge(spec.order, reinterpret_cast<const Qol8u*>(spec.pTwiddle), pDst, factor);
 }
 
-QolStatus runArgs(const QolsFFTSpec_R_32f* pSpec, const void* a, const void* b) {
+constexpr Qol32s idOf(const QolsFFTSpec_R_32f*) { return kFloatId; }
+constexpr Qol32s idOf(const QolsFFTSpec_R_16s32s*) { return kWordId; }
+
+template <typename Spec>
+QolStatus runArgs(const Spec* pSpec, const void* a, const void* b) {
     return pSpec == nullptr               ? qolStsNullPtrErr
-           : pSpec->id != kFloatId        ? qolStsContextMatchErr
+           : pSpec->id != idOf(pSpec)     ? qolStsContextMatchErr
            : a == nullptr || b == nullptr ? qolStsNullPtrErr
                                           : qolStsNoErr;
 }
@@ -194,14 +211,7 @@ QolStatus inverse(const Qol32f* pSrc, Qol32f* pDst, const QolsFFTSpec_R_32f* pSp
 
 QolStatus qolsFFTGetSize_R_32f(int order, int flag, int, Qol32s* pSpecSize, Qol32s* pInitSize,
                                Qol32s* pWorkSize) noexcept {
-    if (const QolStatus status = sizeArgs(order, flag, pSpecSize, pInitSize, pWorkSize)) {
-        return status;
-    }
-    const Sizes s = sizesOf(order);
-    *pSpecSize = s.spec;
-    *pInitSize = s.init;
-    *pWorkSize = s.work;
-    return qolStsNoErr;
+    return giveSizes(sizesOf, order, flag, pSpecSize, pInitSize, pWorkSize);
 }
 
 QolStatus qolsFFTInit_R_32f(QolsFFTSpec_R_32f** ppSpec, int order, int flag, int hint,
@@ -337,13 +347,6 @@ Sizes wordSizesOf(int order) {
             static_cast<Qol32s>(work > 0x7FFFFFFF ? 0x7FFFFFFF : work)};
 }
 
-QolStatus wordRunArgs(const QolsFFTSpec_R_16s32s* pSpec, const void* a, const void* b) {
-    return pSpec == nullptr               ? qolStsNullPtrErr
-           : pSpec->id != kWordId         ? qolStsContextMatchErr
-           : a == nullptr || b == nullptr ? qolStsNullPtrErr
-                                          : qolStsNoErr;
-}
-
 /// The inner transform's buffer, behind the N floats.
 Qol8u* behind(Qol32f* floats, int order) {
     return reinterpret_cast<Qol8u*>(floats + (Qol64s{1} << order));
@@ -353,14 +356,7 @@ Qol8u* behind(Qol32f* floats, int order) {
 
 QolStatus qolsFFTGetSize_R_16s32s(int order, int flag, int, Qol32s* pSpecSize, Qol32s* pInitSize,
                                   Qol32s* pWorkSize) noexcept {
-    if (const QolStatus status = sizeArgs(order, flag, pSpecSize, pInitSize, pWorkSize)) {
-        return status;
-    }
-    const Sizes s = wordSizesOf(order);
-    *pSpecSize = s.spec;
-    *pInitSize = s.init;
-    *pWorkSize = s.work;
-    return qolStsNoErr;
+    return giveSizes(wordSizesOf, order, flag, pSpecSize, pInitSize, pWorkSize);
 }
 
 QolStatus qolsFFTInit_R_16s32s(QolsFFTSpec_R_16s32s** ppSpec, int order, int flag, int hint,
@@ -390,7 +386,7 @@ QolStatus qolsFFTInit_R_16s32s(QolsFFTSpec_R_16s32s** ppSpec, int order, int fla
 QolStatus qolsFFTFwd_RToCCS_16s32s_Sfs(const Qol16s* pSrc, Qol32s* pDst,
                                        const QolsFFTSpec_R_16s32s* pSpec, int scaleFactor,
                                        Qol8u* pBuffer) noexcept {
-    if (const QolStatus status = wordRunArgs(pSpec, pSrc, pDst)) {
+    if (const QolStatus status = runArgs(pSpec, pSrc, pDst)) {
         return status;
     }
     Work work;
@@ -416,7 +412,7 @@ QolStatus qolsFFTFwd_RToCCS_16s32s_Sfs(const Qol16s* pSrc, Qol32s* pDst,
 QolStatus qolsFFTInv_CCSToR_32s16s_Sfs(const Qol32s* pSrc, Qol16s* pDst,
                                        const QolsFFTSpec_R_16s32s* pSpec, int scaleFactor,
                                        Qol8u* pBuffer) noexcept {
-    if (const QolStatus status = wordRunArgs(pSpec, pSrc, pDst)) {
+    if (const QolStatus status = runArgs(pSpec, pSrc, pDst)) {
         return status;
     }
     Work work;

@@ -22,6 +22,45 @@ d256 above(d256 x, d256 level) { return _mm256_cmp_pd(x, level, _CMP_GT_OQ); }
 f256 replace(f256 x, f256 mask, f256 value) { return selectf(mask, x, value); }
 d256 replace(d256 x, d256 mask, d256 value) { return selectd(mask, x, value); }
 
+f256 lanes(const Qol32f* p) { return loadf(p); }
+d256 lanes(const Qol64f* p) { return loadd(p); }
+f256 splat(Qol32f v) { return splatf(v); }
+d256 splat(Qol64f v) { return splatd(v); }
+template <typename T>
+constexpr int kLanes = 32 / sizeof(T);
+
+/// Elements for which test(x, level) holds become value.
+template <typename T, typename Test>
+QolStatus replaceWhere(const T* pSrc, T* pDst, int len, T level, T value, Test test) {
+    const auto l = splat(level), v = splat(value);
+    return mapChecked<kLanes<T>>(
+        [=](const T* p) {
+            const auto x = lanes(p);
+            return replace(x, test(x, l), v);
+        },
+        pDst, len, pSrc);
+}
+
+/// Elements below one level and those above the other become values of their own.
+template <typename T>
+QolStatus replaceOutside(const T* pSrc, T* pDst, int len, T levelLT, T valueLT, T levelGT,
+                         T valueGT) {
+    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
+        return status;
+    }
+    if (levelLT > levelGT) {
+        return qolStsThresholdErr;
+    }
+    const auto ll = splat(levelLT), lv = splat(valueLT), gl = splat(levelGT), gv = splat(valueGT);
+    mapBlocks<kLanes<T>>(
+        [=](const T* p) {
+            const auto x = lanes(p);
+            return replace(replace(x, below(x, ll), lv), above(x, gl), gv);
+        },
+        pDst, len, pSrc);
+    return qolStsNoErr;
+}
+
 /// Magnitudes below level become level with the sign of x.
 f256 floorMagnitude(f256 x, f256 level) {
     const f256 sign = _mm256_and_ps(x, splatf(-0.0f));
@@ -78,70 +117,24 @@ int ownqolsInvThresh_64f_omp(const Qol64f* pSrc, Qol64f* pDst, int len, Qol64f l
 
 QolStatus qolsThreshold_LTVal_32f(const Qol32f* pSrc, Qol32f* pDst, int len, Qol32f level,
                                   Qol32f value) noexcept {
-    const f256 l = splatf(level), v = splatf(value);
-    return mapChecked<8>(
-        [=](const Qol32f* p) {
-            const f256 x = loadf(p);
-            return replace(x, below(x, l), v);
-        },
-        pDst, len, pSrc);
+    return replaceWhere(pSrc, pDst, len, level, value, [](f256 x, f256 l) { return below(x, l); });
 }
 QolStatus qolsThreshold_GTVal_32f(const Qol32f* pSrc, Qol32f* pDst, int len, Qol32f level,
                                   Qol32f value) noexcept {
-    const f256 l = splatf(level), v = splatf(value);
-    return mapChecked<8>(
-        [=](const Qol32f* p) {
-            const f256 x = loadf(p);
-            return replace(x, above(x, l), v);
-        },
-        pDst, len, pSrc);
+    return replaceWhere(pSrc, pDst, len, level, value, [](f256 x, f256 l) { return above(x, l); });
 }
 QolStatus qolsThreshold_GTVal_64f(const Qol64f* pSrc, Qol64f* pDst, int len, Qol64f level,
                                   Qol64f value) noexcept {
-    const d256 l = splatd(level), v = splatd(value);
-    return mapChecked<4>(
-        [=](const Qol64f* p) {
-            const d256 x = loadd(p);
-            return replace(x, above(x, l), v);
-        },
-        pDst, len, pSrc);
+    return replaceWhere(pSrc, pDst, len, level, value, [](d256 x, d256 l) { return above(x, l); });
 }
 
 QolStatus qolsThreshold_LTValGTVal_32f(const Qol32f* pSrc, Qol32f* pDst, int len, Qol32f levelLT,
                                        Qol32f valueLT, Qol32f levelGT, Qol32f valueGT) noexcept {
-    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
-        return status;
-    }
-    if (levelLT > levelGT) {
-        return qolStsThresholdErr;
-    }
-    const f256 ll = splatf(levelLT), lv = splatf(valueLT), gl = splatf(levelGT),
-               gv = splatf(valueGT);
-    mapBlocks<8>(
-        [=](const Qol32f* p) {
-            const f256 x = loadf(p);
-            return replace(replace(x, below(x, ll), lv), above(x, gl), gv);
-        },
-        pDst, len, pSrc);
-    return qolStsNoErr;
+    return replaceOutside(pSrc, pDst, len, levelLT, valueLT, levelGT, valueGT);
 }
 QolStatus qolsThreshold_LTValGTVal_64f(const Qol64f* pSrc, Qol64f* pDst, int len, Qol64f levelLT,
                                        Qol64f valueLT, Qol64f levelGT, Qol64f valueGT) noexcept {
-    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
-        return status;
-    }
-    if (levelLT > levelGT) {
-        return qolStsThresholdErr;
-    }
-    const d256 ll = splatd(levelLT), lv = splatd(valueLT), gl = splatd(levelGT),
-               gv = splatd(valueGT);
-    mapBlocks<4>(
-        [=](const Qol64f* p) {
-            const d256 x = loadd(p);
-            return replace(replace(x, below(x, ll), lv), above(x, gl), gv);
-        },
-        pDst, len, pSrc);
-    return qolStsNoErr;
+    return replaceOutside(pSrc, pDst, len, levelLT, valueLT, levelGT, valueGT);
 }
 
 QolStatus qolsThreshold_LTAbs_32f(const Qol32f* pSrc, Qol32f* pDst, int len,

@@ -15,6 +15,7 @@
 
 #include <bit>
 #include <cstring>
+#include <type_traits>
 
 struct QolsEncodeState_G726 {
     Qol8u reserved[16];
@@ -369,6 +370,30 @@ inline i128 update(Core& c, const Prediction& p, const Difference& d) {
     c.pk2 = c.pk1;
     c.pk1 = pk0;
     return sr;
+}
+
+/// Calls run(the rate as a compile-time constant).
+template <typename Run>
+inline void withRate(Qol16s rateIndex, Run run) {
+    switch (rateIndex) {
+    case 0:
+        return run(std::integral_constant<int, 0>());
+    case 1:
+        return run(std::integral_constant<int, 1>());
+    case 2:
+        return run(std::integral_constant<int, 2>());
+    default:
+        return run(std::integral_constant<int, 3>());
+    }
+}
+
+/// Records lie at any address: calls run(an aligned copy) and puts that back.
+template <typename State, typename Run>
+inline void onCopy(State* pState, Run run) {
+    State state;
+    std::memcpy(&state, static_cast<const void*>(pState), sizeof state);
+    run(state);
+    std::memcpy(static_cast<void*>(pState), &state, sizeof state);
 }
 
 /// Index of a rate in kRates, or -1.

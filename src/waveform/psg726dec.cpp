@@ -102,11 +102,10 @@ QolStatus qolsDecodeInit_G726_8u16s(QolsDecodeState_G726* pState, QolSpchBitRate
     if (index < 0 || law < QOL_PCM_MULAW || law > QOL_PCM_LINEAR) {
         return qolStsRangeErr;
     }
-    QolsDecodeState_G726 state; // records lie at any address: work on an aligned copy
-    std::memcpy(&state, static_cast<const void*>(pState), sizeof state);
-    resetCore(state.core, index);
-    state.law = static_cast<Qol16s>(law);
-    std::memcpy(static_cast<void*>(pState), &state, sizeof state);
+    onCopy(pState, [=](QolsDecodeState_G726& state) {
+        resetCore(state.core, index);
+        state.law = static_cast<Qol16s>(law);
+    });
     return qolStsNoErr;
 }
 
@@ -121,23 +120,9 @@ QolStatus qolsDecode_G726_8u16s(QolsDecodeState_G726* pState, const Qol8u* pSrc,
     if (len < 0) {
         return qolStsNoErr;
     }
-    QolsDecodeState_G726 state;
-    std::memcpy(&state, static_cast<const void*>(pState), sizeof state);
-    switch (state.core.rateIndex) {
-    case 0:
-        decodeLaw<0>(state, pSrc, pDst, len);
-        break;
-    case 1:
-        decodeLaw<1>(state, pSrc, pDst, len);
-        break;
-    case 2:
-        decodeLaw<2>(state, pSrc, pDst, len);
-        break;
-    default:
-        decodeLaw<3>(state, pSrc, pDst, len);
-        break;
-    }
-    std::memcpy(static_cast<void*>(pState), &state, sizeof state);
+    onCopy(pState, [=](QolsDecodeState_G726& state) {
+        withRate(state.core.rateIndex, [&](auto rate) { decodeLaw<rate>(state, pSrc, pDst, len); });
+    });
     return qolStsNoErr;
 }
 

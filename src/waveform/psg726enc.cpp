@@ -44,10 +44,7 @@ QolStatus qolsEncodeInit_G726_16s8u(QolsEncodeState_G726* pState, QolSpchBitRate
     if (index < 0) {
         return qolStsRangeErr;
     }
-    QolsEncodeState_G726 state; // records lie at any address: work on an aligned copy
-    std::memcpy(&state, static_cast<const void*>(pState), sizeof state);
-    resetCore(state, index);
-    std::memcpy(static_cast<void*>(pState), &state, sizeof state);
+    onCopy(pState, [=](QolsEncodeState_G726& state) { resetCore(state, index); });
     return qolStsNoErr;
 }
 
@@ -62,23 +59,9 @@ QolStatus qolsEncode_G726_16s8u(QolsEncodeState_G726* pState, const Qol16s* pSrc
     if (len < 0) {
         return qolStsNoErr;
     }
-    QolsEncodeState_G726 state;
-    std::memcpy(&state, static_cast<const void*>(pState), sizeof state);
-    switch (state.rateIndex) {
-    case 0:
-        encode<0>(state, pSrc, pDst, len);
-        break;
-    case 1:
-        encode<1>(state, pSrc, pDst, len);
-        break;
-    case 2:
-        encode<2>(state, pSrc, pDst, len);
-        break;
-    default:
-        encode<3>(state, pSrc, pDst, len);
-        break;
-    }
-    std::memcpy(static_cast<void*>(pState), &state, sizeof state);
+    onCopy(pState, [=](QolsEncodeState_G726& state) {
+        withRate(state.rateIndex, [&](auto rate) { encode<rate>(state, pSrc, pDst, len); });
+    });
     return qolStsNoErr;
 }
 
