@@ -3,6 +3,7 @@
 // filter against what the processor can do. Items are samples; of the kernels complex products.
 #include "aec/engines.h"
 #include "kit/data.h"
+#include "kit/subband.h"
 
 #include "qolsc.h"
 
@@ -43,20 +44,25 @@ Ends ends(int rate) {
     return e;
 }
 
-void runEngine(benchmark::State& st, AecRunner (*make)(const AecSettings&),
-               const AecSettings& settings) {
-    const Ends e = ends(settings.rate);
+/// Runs both ends through run(far, near, out), so many samples a call.
+template <typename Run>
+void runFrames(benchmark::State& st, const Ends& e, int frameSize, Run run) {
     std::vector<Qol16s> out(e.near.size());
-    const AecRunner runner = make(settings);
-    const auto size = static_cast<std::size_t>(runner.frameSize);
+    const auto size = static_cast<std::size_t>(frameSize);
     std::size_t samples = 0;
     for (auto _ : st) {
         for (std::size_t n = 0; n + size <= e.far.size(); n += size) {
-            runner.run(&e.far[n], &e.near[n], &out[n]);
+            run(&e.far[n], &e.near[n], &out[n]);
             samples += size;
         }
     }
     st.SetItemsProcessed(static_cast<std::int64_t>(samples));
+}
+
+void runEngine(benchmark::State& st, AecRunner (*make)(const AecSettings&),
+               const AecSettings& settings) {
+    const AecRunner runner = make(settings);
+    runFrames(st, ends(settings.rate), runner.frameSize, runner.run);
 }
 
 /// Arguments: rate, whether in the economical form: the library's windows, one row of adaptation.
@@ -109,54 +115,6 @@ Rows<T> rows(int taps, int bands, double amplitude) {
     }
     return m;
 }
-
-/// The sub-band exports of one arithmetic.
-struct FloatCalls {
-    using Number = Qol32fc;
-    using Sample = Qol32f;
-    using Step = Qol64f;
-    using Gain = Qol32f;
-    using Bank = QolsSubbandProcessState_32f;
-    using Controller = QolsSubbandControllerState_EC_32f;
-    static constexpr auto bankSize = qolsSubbandProcessGetSize_32f;
-    static constexpr auto bankInit = qolsSubbandProcessInit_32f;
-    static constexpr auto controllerSize = qolsSubbandControllerGetSize_EC_32f;
-    static constexpr auto controllerInit = qolsSubbandControllerInit_EC_32f;
-    static constexpr auto steps = qolsSubbandControllerUpdate_EC_32f;
-    static constexpr auto control = qolsSubbandController_EC_32f;
-    static constexpr auto analysis = qolsSubbandAnalysis_32f32fc;
-    static constexpr auto synthesis = qolsSubbandSynthesis_32fc32f;
-    static constexpr auto filter = qolsFIRSubband_EC_32fc;
-    static constexpr auto update = qolsFIRSubbandCoeffUpdate_EC_32fc_I;
-};
-struct FixedCalls {
-    using Number = Qol32sc;
-    using Sample = Qol16s;
-    using Step = QolStepSize_EC;
-    using Gain = Qol16s;
-    using Bank = QolsSubbandProcessState_16s;
-    using Controller = QolsSubbandControllerState_EC_16s;
-    static constexpr int kCoefQ = 18;
-    static constexpr auto bankSize = qolsSubbandProcessGetSize_16s;
-    static constexpr auto bankInit = qolsSubbandProcessInit_16s;
-    static constexpr auto controllerSize = qolsSubbandControllerGetSize_EC_16s;
-    static constexpr auto controllerInit = qolsSubbandControllerInit_EC_16s;
-    static constexpr auto steps = qolsSubbandControllerUpdate_EC_16s;
-    static constexpr auto control = qolsSubbandController_EC_16s;
-    static QolStatus analysis(const Qol16s* x, Qol32sc* z, Bank* s, Qol8u* b) {
-        return qolsSubbandAnalysis_16s32sc_Sfs(x, z, s, 0, b);
-    }
-    static QolStatus synthesis(const Qol32sc* z, Qol16s* x, Bank* s, Qol8u* b) {
-        return qolsSubbandSynthesis_32sc16s_Sfs(z, x, s, 0, b);
-    }
-    static QolStatus filter(const Qol32sc** x, const Qol32sc** c, Qol32sc* y, int taps, int bands) {
-        return qolsFIRSubband_EC_32sc_Sfs(x, c, y, taps, bands, kCoefQ);
-    }
-    static QolStatus update(const QolStepSize_EC* s, const Qol32sc** x, const Qol32sc* e,
-                            Qol32sc** c, int taps, int bands) {
-        return qolsFIRSubbandCoeffUpdate_EC_32sc_I(s, x, e, c, taps, bands, kCoefQ);
-    }
-};
 
 /// The exports in their order and nothing else but the subtractions: what a canceller costs before
 /// anybody adds to it. Argument: rate.
@@ -216,28 +174,20 @@ void exportsOnly(benchmark::State& st) {
     }
     st.SetItemsProcessed(static_cast<std::int64_t>(samples));
 }
-BENCHMARK(exportsOnly<FloatCalls>)->Arg(8000)->Arg(16000);
-BENCHMARK(exportsOnly<FixedCalls>)->Arg(8000)->Arg(16000);
+BENCHMARK(exportsOnly<SubbandFloat>)->Arg(8000)->Arg(16000);
+BENCHMARK(exportsOnly<SubbandFixed>)->Arg(8000)->Arg(16000);
 
 #ifdef QOLSC_HAVE_SPEEXDSP
 /// Arguments: rate, tail in samples.
 void speex(benchmark::State& st) {
     const int rate = static_cast<int>(st.range(0)), frame = rate / 100;
-    const Ends e = ends(rate);
-    std::vector<Qol16s> out(e.near.size());
     SpeexEchoState* s = speex_echo_state_init(frame, static_cast<int>(st.range(1)));
     int r = rate;
     speex_echo_ctl(s, SPEEX_ECHO_SET_SAMPLING_RATE, &r);
-    const auto size = static_cast<std::size_t>(frame);
-    std::size_t samples = 0;
-    for (auto _ : st) {
-        for (std::size_t n = 0; n + size <= e.far.size(); n += size) {
-            speex_echo_cancellation(s, &e.near[n], &e.far[n], &out[n]);
-            samples += size;
-        }
-    }
+    runFrames(st, ends(rate), frame, [s](const Qol16s* far, const Qol16s* near, Qol16s* out) {
+        speex_echo_cancellation(s, near, far, out);
+    });
     speex_echo_state_destroy(s);
-    st.SetItemsProcessed(static_cast<std::int64_t>(samples));
 }
 BENCHMARK(speex)->Args({8000, 1024})->Args({16000, 2048})->Args({8000, 256});
 #endif
@@ -251,32 +201,31 @@ std::vector<Qol16s> tone() {
     return x;
 }
 
-void toneFixed(benchmark::State& st) {
-    const std::vector<Qol16s> x = tone();
-    AecMemory memory(72);
-    auto* s = memory.as<QolsToneDetectState_EC_16s>();
-    aecCheck(qolsToneDetectInit_EC_16s(s, 8000));
-    Qol32s result = 0;
+template <typename Sample, typename State>
+void runTone(benchmark::State& st, QolStatus (*sizeOf)(Qol32s, Qol32s*),
+             QolStatus (*init)(State*, Qol32s),
+             QolStatus (*detect)(const Sample*, Qol32s, Qol32s*, State*)) {
+    const std::vector<Qol16s> words = tone();
+    const std::vector<Sample> x(words.begin(), words.end());
+    Qol32s size = 0, result = 0;
+    aecCheck(sizeOf(8000, &size));
+    AecMemory memory(size);
+    auto* s = memory.as<State>();
+    aecCheck(init(s, 8000));
     for (auto _ : st) {
-        qolsToneDetect_EC_16s(x.data(), static_cast<Qol32s>(x.size()), &result, s);
+        detect(x.data(), static_cast<Qol32s>(x.size()), &result, s);
         benchmark::DoNotOptimize(result);
     }
     st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(x.size()));
 }
+void toneFixed(benchmark::State& st) {
+    runTone(st, qolsToneDetectGetStateSize_EC_16s, qolsToneDetectInit_EC_16s,
+            qolsToneDetect_EC_16s);
+}
 BENCHMARK(toneFixed);
-
 void toneFloat(benchmark::State& st) {
-    const std::vector<Qol16s> x = tone();
-    const std::vector<Qol32f> f(x.begin(), x.end());
-    AecMemory memory(80);
-    auto* s = memory.as<QolsToneDetectState_EC_32f>();
-    aecCheck(qolsToneDetectInit_EC_32f(s, 8000));
-    Qol32s result = 0;
-    for (auto _ : st) {
-        qolsToneDetect_EC_32f(f.data(), static_cast<Qol32s>(f.size()), &result, s);
-        benchmark::DoNotOptimize(result);
-    }
-    st.SetItemsProcessed(st.iterations() * static_cast<std::int64_t>(x.size()));
+    runTone(st, qolsToneDetectGetStateSize_EC_32f, qolsToneDetectInit_EC_32f,
+            qolsToneDetect_EC_32f);
 }
 BENCHMARK(toneFloat);
 

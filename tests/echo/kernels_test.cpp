@@ -5,6 +5,7 @@
 #include "echo/fullband_filter.h"
 #include "echo/subband_filter.h"
 #include "kit/data.h"
+#include "kit/subband.h"
 
 #include <gtest/gtest.h>
 
@@ -282,29 +283,13 @@ TEST(FullbandKernels, AdaptivePassEqualsTheDefinition) {
 
 // ---- controllers ----
 
-struct FloatController {
-    using Number = Qol32fc;
-    using State = QolsSubbandControllerState_EC_32f;
-    using Gain = Qol32f;
-    static constexpr auto size = qolsSubbandControllerGetSize_EC_32f;
-    static constexpr auto init = qolsSubbandControllerInit_EC_32f;
-    static constexpr auto run = qolsSubbandController_EC_32f;
-};
-struct FixedController {
-    using Number = Qol32sc;
-    using State = QolsSubbandControllerState_EC_16s;
-    using Gain = Qol16s;
-    static constexpr auto size = qolsSubbandControllerGetSize_EC_16s;
-    static constexpr auto init = qolsSubbandControllerInit_EC_16s;
-    static constexpr auto run = qolsSubbandController_EC_16s;
-};
-
 template <typename C>
 std::vector<Qol8u> makeController(int bands, int taps) {
     Qol32s bytes = 0;
-    EXPECT_EQ(C::size(bands, 24, taps, 8000, &bytes), 0);
+    EXPECT_EQ(C::controllerSize(bands, 24, taps, 8000, &bytes), 0);
     std::vector<Qol8u> memory(static_cast<std::size_t>(bytes));
-    EXPECT_EQ(C::init(reinterpret_cast<typename C::State*>(memory.data()), bands, 24, taps, 8000),
+    EXPECT_EQ(C::controllerInit(reinterpret_cast<typename C::Controller*>(memory.data()), bands, 24,
+                                taps, 8000),
               0);
     return memory;
 }
@@ -336,9 +321,9 @@ void expectIndependentBands(int bands, int taps) {
             fixedErr.push_back({part(5e3), part(5e3)});
         }
         typename C::Gain gain = 0;
-        ASSERT_EQ(C::run(adaptiveErr.data(), fixedErr.data(), adaptive.rows.data(),
-                         fixed.rows.data(), &gain,
-                         reinterpret_cast<typename C::State*>(all.data())),
+        ASSERT_EQ(C::control(adaptiveErr.data(), fixedErr.data(), adaptive.rows.data(),
+                             fixed.rows.data(), &gain,
+                             reinterpret_cast<typename C::Controller*>(all.data())),
                   0);
         for (std::size_t i = 0; i < single.size(); ++i) {
             std::vector<Number*> a, f;
@@ -346,8 +331,8 @@ void expectIndependentBands(int bands, int taps) {
                 a.push_back(adaptiveOne.rows[j] + i);
                 f.push_back(fixedOne.rows[j] + i);
             }
-            ASSERT_EQ(C::run(&adaptiveErr[i], &fixedErr[i], a.data(), f.data(), &gain,
-                             reinterpret_cast<typename C::State*>(single[i].data())),
+            ASSERT_EQ(C::control(&adaptiveErr[i], &fixedErr[i], a.data(), f.data(), &gain,
+                                 reinterpret_cast<typename C::Controller*>(single[i].data())),
                       0);
         }
         ASSERT_TRUE(same(adaptive, adaptiveOne) && same(fixed, fixedOne)) << frame;
@@ -364,8 +349,8 @@ void expectIndependentBands(int bands, int taps) {
 TEST(Controller, BandsAreMovedIndependently) {
     for (const int bands : {8, 17}) {
         for (const int taps : {40, 41}) {
-            expectIndependentBands<FloatController>(bands, taps);
-            expectIndependentBands<FixedController>(bands, taps);
+            expectIndependentBands<SubbandFloat>(bands, taps);
+            expectIndependentBands<SubbandFixed>(bands, taps);
         }
     }
 }
