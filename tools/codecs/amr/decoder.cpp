@@ -340,9 +340,9 @@ void stepErrorState(Decoder& d, bool bad) {
     d.errorState = bad                 ? std::min<Qol16s>(add(d.errorState, 1), 6)
                    : d.errorState == 6 ? Qol16s{5}
                                        : Qol16s{0};
-    if (d.noise.state != NoiseState::speech) {
+    if (d.noise.clock.state != NoiseState::speech) {
         d.errorState = 5;
-        d.previousBad = d.noise.state == NoiseState::muted;
+        d.previousBad = d.noise.clock.state == NoiseState::muted;
     }
 }
 
@@ -412,7 +412,7 @@ void reset(Decoder& d) {
     reset(d.predictor);
     d.postGain = 4096;
     Noise& n = d.noise;
-    n.state = NoiseState::noise;
+    n.clock.state = NoiseState::noise;
     n.inverse = 8192;
     n.logEnergy = n.logEnergyOld = 3500;
     std::copy_n(kLspStart, kOrder, n.lsp);
@@ -421,8 +421,8 @@ void reset(Decoder& d) {
         std::copy_n(TableMeanLsf1, kOrder, n.lsfs + row * kOrder);
         n.logEnergies[row] = 3500;
     }
-    n.hang = 7;
-    n.elapsed = 32767;
+    n.clock.hang = 7;
+    n.clock.elapsed = 32767;
     n.random = 0x70816958;
 }
 
@@ -431,7 +431,7 @@ int decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm) {
     if (type != FrameType::noData) {
         d.mode = modeOf(frame);
     }
-    const NoiseStep step = stepNoise(d.noise, type);
+    const NoiseStep step = stepNoise(d.noise.clock, type, 0);
     Qol16s parameters[57], sets[4 * (kOrder + 1)], synthesis[kFrame];
     const bool speech = step.next == NoiseState::speech;
     readParameters(d, frame, speech ? d.mode : kModes, parameters);
@@ -439,13 +439,13 @@ int decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm) {
         decodeSpeech(d, type != FrameType::good, parameters, sets, synthesis);
     } else {
         resetAfterNoise(d);
-        makeNoise(d, step, parameters, sets, synthesis);
+        makeNoise(d, step, type, parameters, sets, synthesis);
     }
     for (int i = 0; i < kOrder; ++i) {
         d.lsfMean[i] = round_fx(
             L_mac(L_msu(L_deposit_h(d.lsfMean[i]), 5243, d.lsfMean[i]), 5243, d.lsfOld[i]));
     }
-    d.noise.state = step.next;
+    d.noise.clock.state = step.next;
     Qol16s filtered[kFrame];
     qolsPostFilter_GSMAMR_16s(sets, synthesis, &d.tiltMemory, &d.postGain, d.postHistory,
                               d.postSynthesis, filtered, kRateCode[d.mode]);

@@ -4,6 +4,7 @@
 
 #include "codecs/amr/dsp.h"
 #include "codecs/amr/frame.h"
+#include "codecs/amr_noise.h"
 
 namespace qolsc::tools::amr {
 
@@ -35,19 +36,15 @@ struct Background {
     Qol16s pitchGains[9]; ///< of good subframes, oldest first
 };
 
-enum class NoiseState : std::uint8_t { speech, noise, muted };
-
 struct Noise {
-    NoiseState state;
-    Qol16s since, inverse;
+    NoiseClock clock;
+    Qol16s inverse; ///< 1 / frames between updates, Q15
     Qol16s logEnergy, logEnergyOld;
     Qol16s lsp[kOrder], lspOld[kOrder];
     Qol16s index;
     Qol16s lsfs[8 * kOrder], logEnergies[8];
     Qol16s deviations[8][kOrder];
     Qol16s adjust, predictionGain;
-    Qol16s hang, elapsed;
-    bool anyData;
     Qol32u random;
 };
 
@@ -91,14 +88,8 @@ Qol16s excitationLevel(const Qol16s* exc);
 void raiseInNoise(const Decoder& d, Qol16s level, Qol16s* exc);
 
 void resetAfterNoise(Decoder& d);
-/// Steps the comfort-noise machine.
-struct NoiseStep {
-    NoiseState next;
-    bool sid, valid, added;
-};
-NoiseStep stepNoise(Noise& n, FrameType type);
 /// Synthesis of a comfort-noise frame and its LP sets.
-void makeNoise(Decoder& d, const NoiseStep& step, const Qol16s* parameters, Qol16s* sets,
-               Qol16s* synthesis);
+void makeNoise(Decoder& d, const NoiseStep& step, FrameType type, const Qol16s* parameters,
+               Qol16s* sets, Qol16s* synthesis);
 
 } // namespace qolsc::tools::amr

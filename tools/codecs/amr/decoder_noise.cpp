@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Comfort noise of the AMR decoder (3GPP TS 26.092 6, TS 26.093 6).
+// Comfort noise of the AMR decoder (3GPP TS 26.092 6).
 #include "codecs/amr/decoder.h"
 
 #include "qolsc/common.h"
@@ -15,7 +15,6 @@ using namespace basop;
 namespace {
 
 constexpr Qol16s kGap = 205; // 50 Hz
-constexpr int kLongestGap = 50;
 
 int randomBits(Noise& n, int count) {
     int value = 0;
@@ -67,8 +66,8 @@ void analyseHistory(Noise& n, int mode) {
 
 void takeParameters(Decoder& d, const Qol16s* parameters) {
     Noise& n = d.noise;
-    const Qol16s t = std::min<Qol16s>(n.since, 32);
-    n.since = 0;
+    const Qol16s t = std::min<Qol16s>(n.clock.since, 32);
+    n.clock.since = 0;
     n.inverse = t >= 2 ? div_s(1024, shl(t, 10)) : Qol16s{16384};
     Qol16s residual[kOrder], lsf[kOrder] = {}, lsp[kOrder] = {}, lsps[4 * kOrder];
     std::copy_n(past_rq_init[parameters[0] & 7], kOrder, residual);
@@ -76,7 +75,7 @@ void takeParameters(Decoder& d, const Qol16s* parameters) {
     std::copy_n(lsp, kOrder, n.lsp);
     std::fill_n(d.lsfResidual, kOrder, Qol16s{0});
     n.logEnergy = parameters[4] == 0 ? MIN_16 : static_cast<Qol16s>(512 * parameters[4] - 5120);
-    if (!n.anyData || n.state == NoiseState::speech) {
+    if (!n.clock.anyData || n.clock.state == NoiseState::speech) {
         std::copy_n(n.lsp, kOrder, n.lspOld);
         n.logEnergyOld = n.logEnergy;
     }
@@ -123,7 +122,8 @@ Qol16s predictionGain(const Qol16s* set) {
 
 /// What the levels and LSP of this frame lie at between the last parameters and these.
 Qol32s interpolate(Noise& n, Qol16s* lsp) {
-    const Qol16s f = shl(std::min<Qol16s>(mult(shl(add(1, n.since), 10), n.inverse), 1024), 4);
+    const Qol16s f =
+        shl(std::min<Qol16s>(mult(shl(add(1, n.clock.since), 10), n.inverse), 1024), 4);
     const auto rest = static_cast<Qol16s>(16384 - f);
     for (int i = 0; i < kOrder; ++i) {
         lsp[i] = shl(add(mult(f, n.lsp[i]), mult(rest, n.lspOld[i])), 1);
@@ -145,59 +145,18 @@ void synthesise(Decoder& d, Qol16s level, const Qol16s* filter, Qol16s* synthesi
 
 } // namespace
 
-NoiseStep stepNoise(Noise& n, FrameType type) {
-    NoiseStep step{};
-    const bool noFrame = type == FrameType::bad || type == FrameType::noData;
-    if (isSid(type) || (n.state != NoiseState::speech && noFrame)) {
-        step.next =
-            n.state == NoiseState::muted && (type == FrameType::sidFirst ||
-                                             type == FrameType::sidBad || type == FrameType::noData)
-                ? NoiseState::muted
-                : NoiseState::noise;
-        n.since = add(n.since, 1);
-        if (type != FrameType::sidUpdate && n.since > kLongestGap) {
-            step.next = NoiseState::muted;
-        }
-    } else {
-        step.next = NoiseState::speech;
-        n.since = 0;
-    }
-    if (!n.anyData && type == FrameType::sidUpdate) {
-        n.elapsed = 0;
-    }
-    n.elapsed = add(n.elapsed, 1);
-    const bool sentNoise =
-        isSid(type) || (type == FrameType::noData && step.next != NoiseState::speech);
-    if (!sentNoise) {
-        n.hang = 7;
-    } else if (n.elapsed > 30) {
-        step.added = true;
-        n.elapsed = 0;
-        n.hang = 0;
-    } else if (n.hang == 0) {
-        n.elapsed = 0;
-    } else {
-        --n.hang;
-    }
-    if (step.next != NoiseState::speech) {
-        step.sid = isSid(type);
-        step.valid = type == FrameType::sidUpdate;
-        step.added = step.added && type != FrameType::sidBad;
-    }
-    return step;
-}
-
-void makeNoise(Decoder& d, const NoiseStep& step, const Qol16s* parameters, Qol16s* sets,
-               Qol16s* synthesis) {
+void makeNoise(Decoder& d, const NoiseStep& step, FrameType type, const Qol16s* parameters,
+               Qol16s* sets, Qol16s* synthesis) {
     Noise& n = d.noise;
-    if (step.added && step.sid) {
+    const bool sid = isSid(type), valid = type == FrameType::sidUpdate;
+    if (sid && step.analysed) {
         analyseHistory(n, d.mode);
     }
-    if (step.sid) {
+    if (sid) {
         // What the analysis has just found is old as well where parameters follow.
         std::copy_n(n.lsp, kOrder, n.lspOld);
         n.logEnergyOld = n.logEnergy;
-        if (step.valid) {
+        if (valid) {
             takeParameters(d, parameters);
         }
         const Qol16s past = std::clamp<Qol16s>(sub(shr(n.logEnergy, 1), 9000), -14436, 0);
@@ -237,16 +196,16 @@ void makeNoise(Decoder& d, const NoiseStep& step, const Qol16s* parameters, Qol1
     d.smoothing.variable = 20;
     d.smoothing.steady = 0;
     if (step.next == NoiseState::muted) {
-        const Qol16s t = n.since <= 0 ? Qol16s{8} : std::min<Qol16s>(n.since, 32);
+        const Qol16s t = n.clock.since <= 0 ? Qol16s{8} : std::min<Qol16s>(n.clock.since, 32);
         n.inverse = div_s(1024, shl(t, 10));
-        n.since = 0;
+        n.clock.since = 0;
         std::copy_n(n.lsp, kOrder, n.lspOld);
         n.logEnergyOld = n.logEnergy;
         n.logEnergy = sub(n.logEnergy, 256);
     }
-    if (step.sid && (step.valid || step.added)) {
-        n.since = 0;
-        n.anyData = true;
+    if (sid && (valid || step.analysed)) {
+        n.clock.since = 0;
+        n.clock.anyData = true;
     }
 }
 

@@ -301,23 +301,12 @@ void writeParameters(const Qol16s* parameters, int row, Frame& frame) {
     }
 }
 
-/// Comfort noise: the first silent frame, the third after it, then every eighth tell of it.
 void writeNoise(EncoderNoise& n, int mode, Frame& frame) {
-    FrameType type = FrameType::noData;
-    --n.untilUpdate;
-    if (n.spoke) {
-        type = FrameType::sidFirst;
-        n.untilUpdate = 3;
-    } else if (n.untilUpdate == 0) {
-        type = FrameType::sidUpdate;
-        n.untilUpdate = 8;
-    }
-    n.spoke = false;
     // The standard's sequences show the parameters in frames without data too.
     const Qol16s parameters[5] = {n.lsfIndices[0], n.lsfIndices[1], n.lsfIndices[2],
                                   n.lsfIndices[3], n.energyIndex};
     writeParameters(parameters, kModes, frame);
-    setFrame(frame, mode, type);
+    setFrame(frame, mode, nextNoiseFrame(n.schedule));
 }
 
 } // namespace
@@ -342,8 +331,6 @@ void reset(Encoder& e, int mode, Detector detector) {
     for (int row = 0; row < 8; ++row) {
         std::copy_n(kLspStart, kOrder, n.lsps + row * kOrder);
     }
-    n.untilUpdate = 3;
-    n.spoke = true;
 }
 
 bool detectSpeech(Encoder& e, const Qol16s* pcm) {
@@ -393,8 +380,7 @@ void encodeFrame(Encoder& e, const Qol16s* pcm, Frame& frame) {
         finishSubframe(e, a, n, s, e.memory);
     }
     std::copy_n(e.excitation + kFrame, kPastExcitation, e.excitation);
-    noise.spoke = true;
-    noise.untilUpdate = 8;
+    noise.schedule.spoke = true;
     writeParameters(parameters, e.mode, frame);
     setFrame(frame, e.mode, FrameType::good);
 }

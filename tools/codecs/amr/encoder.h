@@ -4,6 +4,7 @@
 
 #include "codecs/amr/dsp.h"
 #include "codecs/amr/frame.h"
+#include "codecs/amr_noise.h"
 
 namespace qolsc::tools::amr {
 
@@ -35,8 +36,7 @@ struct EncoderNoise {
     Qol16s lsps[8 * kOrder];
     Qol16s logEnergies[8];
     Qol16s energyIndex, lsfIndices[4];
-    int untilUpdate;
-    bool spoke; ///< the last frame was speech
+    NoiseSchedule schedule;
 };
 
 struct Encoder {

@@ -341,22 +341,14 @@ void decodeSpeech(Decoder& d, FrameContext& f, const Frame& frame, Qol16s* pcm) 
     } else if (d.noiseFramesDtx > 0) {
         ++d.noiseFramesDtx;
     }
-    Qol16s indices[7] = {}, isf[kOrder], isp[kOrder], isfOld[kOrder];
+    Qol16s indices[7] = {}, isf[kOrder], isfOld[kOrder];
     for (int i = 0; i < (f.mode == 0 ? 5 : 7); ++i) {
         indices[i] = static_cast<Qol16s>(take(reader, f.mode == 0 ? kIsfBits36[i] : kIsfBits46[i]));
     }
     qolsISFQuantDecode_AMRWB_16s(indices, isf, d.pastIsfResidual, d.isfOld, d.isfHistory[0],
                                  f.bad ? 1 : 0, kRateCode[f.mode]);
-    qolsISFToISP_AMRWB_16s(isf, isp, kOrder);
-    if (d.firstFrame) {
-        d.firstFrame = false;
-        std::copy_n(isp, kOrder, d.ispOld);
-    }
-    interpolateLp(d.ispOld, isp, f.lp);
-    std::copy_n(isp, kOrder, d.ispOld);
-    f.stab = stability(isf, d.isfOld);
     std::copy_n(d.isfOld, kOrder, isfOld);
-    std::copy_n(isf, kOrder, d.isfOld);
+    f.stab = takeIsfs(isf, d.firstFrame, d.ispOld, d.isfOld, f.lp);
     for (int s = 0; s < 4; ++s) {
         decodeSubframe(d, f, s, reader, isfOld, pcm + s * kSubframe16k);
     }
@@ -420,8 +412,8 @@ void reset(Decoder& d) {
     std::fill_n(d.noise.logEnergies, 8, Qol16s{437});
     d.noise.logEnergy = d.noise.logEnergyOld = 3500;
     d.noise.inverse = 8192;
-    d.noise.hang = 7;
-    d.noise.elapsed = 32767;
+    d.noise.clock.hang = 7;
+    d.noise.clock.elapsed = 32767;
     d.noise.seed = d.noise.ditherSeed = kSeed;
     d.low = makeLowBand();
     d.high = makeHighBand();
@@ -445,20 +437,20 @@ int decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm) {
     d.homed = false;
     d.mode = f.mode;
 
-    const NoiseStep step = stepNoise(d.noise, type, d.noiseFramesDtx);
+    const NoiseStep step = stepNoise(d.noise.clock, type, d.noiseFramesDtx);
     Concealment& c = d.concealment;
     if (step.next != NoiseState::speech) {
         decodeNoise(d, f, step, type, frame, pcm);
     } else {
         c.state = f.bad ? std::min(6, c.state + 1) : c.state >> 1;
-        if (d.noise.state != NoiseState::speech) {
+        if (d.noise.clock.state != NoiseState::speech) {
             c.state = 5;
-            c.previousBad = d.noise.state == NoiseState::muted;
+            c.previousBad = d.noise.clock.state == NoiseState::muted;
         }
         decodeSpeech(d, f, frame, pcm);
     }
     c.previousBad = f.bad;
-    d.noise.state = step.next;
+    d.noise.clock.state = step.next;
     for (int i = 0; i < kFrame16k; ++i) {
         pcm[i] &= kOutputMask;
     }

@@ -2,6 +2,7 @@
 // AMR-WB decoder: speech, concealment, comfort noise (3GPP TS 26.190 6, TS 26.191, TS 26.192).
 #pragma once
 
+#include "codecs/amr_noise.h"
 #include "codecs/amrwb/frame.h"
 #include "codecs/amrwb/highband.h"
 
@@ -27,16 +28,10 @@ struct Concealment {
     Qol16s lagSeed, codeSeed;
 };
 
-enum class NoiseState : std::uint8_t { speech, noise, muted };
-
 /// Comfort noise (TS 26.192 6, TS 26.193).
 struct Noise {
-    NoiseState state;
-    bool anyData;
+    NoiseClock clock;
     bool ditherOn;
-    Qol16s since;   ///< frames since the last update
-    Qol16s elapsed; ///< frames since the last analysis of the encoder
-    Qol16s hang;
     Qol16s index;
     Qol16s isfs[8][kOrder];
     Qol16s logEnergies[8];
@@ -73,8 +68,7 @@ struct Decoder {
 };
 
 void reset(Decoder& d);
-/// 320 samples at 16 kHz.
-/// Returns the count of samples.
+/// 320 samples at 16 kHz; returns their count.
 int decodeFrame(Decoder& d, const Frame& frame, Qol16s* pcm);
 
 // ---- parts of the above, by file ----
@@ -91,12 +85,6 @@ Gains concealGains(Concealment& c, GainPredictor& p, bool unusable, int noiseFra
                    Qol16s inverseCode);
 int concealLag(Concealment& c, int lag, bool unusable);
 
-/// Steps the comfort-noise machine; true when this frame is to be comfort noise.
-struct NoiseStep {
-    NoiseState next;
-    bool analysed; ///< the encoder made an analysis that the decoder has to follow
-};
-NoiseStep stepNoise(Noise& n, FrameType type, int noiseFrames);
 /// ISFs and excitation of a comfort-noise frame.
 void makeNoise(Noise& n, const NoiseStep& step, FrameType type, const Frame& frame, Qol16s* isf,
                Qol16s* exc);

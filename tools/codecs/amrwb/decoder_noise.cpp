@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Comfort noise of the AMR-WB decoder (3GPP TS 26.192 6, TS 26.193 5).
+// Comfort noise of the AMR-WB decoder (3GPP TS 26.192 6).
 #include "codecs/amrwb/decoder.h"
 
 #include <algorithm>
@@ -9,10 +9,6 @@ namespace qolsc::tools::amrwb {
 using namespace basop;
 
 namespace {
-
-constexpr int kMostFramesWithoutUpdate = 50;
-constexpr int kAnalysisPeriod = 30;
-constexpr Qol16s kHangover = 7;
 
 /// 1 / frames, Q15; frames up to 32.
 Qol16s inverseOf(int frames) {
@@ -39,7 +35,7 @@ void averageHistory(Noise& n) {
 }
 
 void readUpdate(Noise& n, const Frame& frame) {
-    const int frames = std::min<int>(32, n.since);
+    const int frames = std::min<int>(32, n.clock.since);
     n.inverse = inverseOf(frames);
     BitReader reader{frame};
     Qol16s indices[5];
@@ -49,7 +45,7 @@ void readUpdate(Noise& n, const Frame& frame) {
     qolsISFQuantDecodeDTX_AMRWB_16s(indices, n.isf);
     n.logEnergy = mult(static_cast<Qol16s>(take(reader, 6) << 9), 12483);
     n.ditherOn = take(reader, 1) != 0;
-    if (!n.anyData || n.state == NoiseState::speech) {
+    if (!n.clock.anyData || n.clock.state == NoiseState::speech) {
         std::copy_n(n.isf, kOrder, n.isfOld);
         n.logEnergyOld = n.logEnergy;
     }
@@ -73,45 +69,6 @@ void dither(Noise& n, Qol16s* isf, Qol32s& energy) {
 
 } // namespace
 
-NoiseStep stepNoise(Noise& n, FrameType type, int noiseFrames) {
-    const bool wasSpeech = n.state == NoiseState::speech;
-    const bool missing =
-        type == FrameType::lost || type == FrameType::bad || type == FrameType::noData;
-    NoiseStep step{NoiseState::speech, false};
-    if (isSid(type) || (!wasSpeech && missing)) {
-        const bool staysMuted = n.state == NoiseState::muted &&
-                                (type == FrameType::lost || type == FrameType::sidFirst ||
-                                 type == FrameType::sidBad || type == FrameType::noData);
-        n.since = add(n.since, 1);
-        const bool starved = type != FrameType::sidUpdate && n.since > kMostFramesWithoutUpdate;
-        step.next = staysMuted || starved ? NoiseState::muted : NoiseState::noise;
-    } else {
-        n.since = 0;
-    }
-    if (!n.anyData && type == FrameType::sidUpdate) {
-        n.elapsed = 0;
-    }
-    n.elapsed = add(n.elapsed, 1);
-    // Follows the encoder's hangover, to know when it made an analysis of its own.
-    if (isSid(type) || (type == FrameType::noData && (!wasSpeech || noiseFrames >= kHangover))) {
-        if (n.elapsed > kAnalysisPeriod) {
-            step.analysed = true;
-            n.elapsed = 0;
-            n.hang = 0;
-        } else if (n.hang == 0) {
-            n.elapsed = 0;
-        } else {
-            --n.hang;
-        }
-    } else {
-        n.hang = kHangover;
-    }
-    if (step.next != NoiseState::speech && type == FrameType::sidBad) {
-        step.analysed = false;
-    }
-    return step;
-}
-
 void makeNoise(Noise& n, const NoiseStep& step, FrameType type, const Frame& frame, Qol16s* isf,
                Qol16s* exc) {
     const bool sid = isSid(type), valid = type == FrameType::sidUpdate;
@@ -124,10 +81,10 @@ void makeNoise(Noise& n, const NoiseStep& step, FrameType type, const Frame& fra
     }
     if (valid) {
         readUpdate(n, frame);
-        n.since = 0;
+        n.clock.since = 0;
     }
     const auto share =
-        static_cast<Qol16s>(std::min<int>(1024, mult(shl(n.since, 10), n.inverse)) * 16);
+        static_cast<Qol16s>(std::min<int>(1024, mult(shl(n.clock.since, 10), n.inverse)) * 16);
     const auto rest = static_cast<Qol16s>(16384 - share);
     Qol32s energy = L_mac(L_mult(share, n.logEnergy), rest, n.logEnergyOld);
     for (int i = 0; i < kOrder; ++i) {
@@ -141,15 +98,15 @@ void makeNoise(Noise& n, const NoiseStep& step, FrameType type, const Frame& fra
                          static_cast<Qol16s>((energy & 0xFFFF) >> 1)),
                  n.seed, exc);
     if (step.next == NoiseState::muted) {
-        const int frames = n.since > 0 ? std::min<int>(32, n.since) : 8;
+        const int frames = n.clock.since > 0 ? std::min<int>(32, n.clock.since) : 8;
         n.inverse = div_s(1024, shl(static_cast<Qol16s>(frames), 10));
-        n.since = 0;
+        n.clock.since = 0;
         n.logEnergyOld = n.logEnergy;
         n.logEnergy = sub(n.logEnergy, 64);
     }
     if (sid && (valid || step.analysed)) {
-        n.since = 0;
-        n.anyData = true;
+        n.clock.since = 0;
+        n.clock.anyData = true;
     }
 }
 

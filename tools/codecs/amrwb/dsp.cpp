@@ -191,6 +191,21 @@ Qol16s stability(const Qol16s* isf, const Qol16s* isfOld) {
     return std::max<Qol16s>(shl(z, 1), 0);
 }
 
+Qol16s takeIsfs(const Qol16s* isf, bool& firstFrame, Qol16s* ispOld, Qol16s* isfOld,
+                LpSet sets[4]) {
+    Qol16s isp[kOrder];
+    qolsISFToISP_AMRWB_16s(isf, isp, kOrder);
+    if (firstFrame) {
+        firstFrame = false;
+        std::copy_n(isp, kOrder, ispOld);
+    }
+    interpolateLp(ispOld, isp, sets);
+    std::copy_n(isp, kOrder, ispOld);
+    const Qol16s stab = stability(isf, isfOld);
+    std::copy_n(isf, kOrder, isfOld);
+    return stab;
+}
+
 Qol32s enhanceNoise(Qol32s gain, Qol16s stab, Qol16s voicingFactor, Qol32s& threshold) {
     const Qol16s fac = mult(stab, sub(16384, static_cast<Qol16s>(voicingFactor >> 1)));
     const Dpf split = L_Extract(gain);

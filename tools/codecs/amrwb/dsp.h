@@ -129,6 +129,8 @@ constexpr Qol16s tiltOf(Qol16s voicingFactor) {
 
 /// Stability of the ISFs from frame to frame, Q15.
 Qol16s stability(const Qol16s* isf, const Qol16s* isfOld);
+/// LP sets of a frame from its quantised ISFs, which become the old ones; returns their stability.
+Qol16s takeIsfs(const Qol16s* isf, bool& firstFrame, Qol16s* ispOld, Qol16s* isfOld, LpSet sets[4]);
 /// Smooths the code gain of stable unvoiced sounds; threshold is the memory.
 Qol32s enhanceNoise(Qol32s gain, Qol16s stab, Qol16s voicingFactor, Qol32s& threshold);
 

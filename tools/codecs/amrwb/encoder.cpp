@@ -273,21 +273,13 @@ void encodeSubframe(Encoder& e, SubframeContext& f, int s, int openLag, const Qo
 
 void quantiseIsfs(Encoder& e, SubframeContext& f, const Qol16s* isf, Qol16s* quantised,
                   Frame& frame) {
-    Qol16s indices[7], isp[kOrder];
+    Qol16s indices[7];
     qolsISFQuant_AMRWB_16s(isf, e.pastIsfResidual, quantised, indices, kRateCode[e.mode]);
     for (int i = 0; i < (e.mode == 0 ? 5 : 7); ++i) {
         putBits(frame, static_cast<Qol16u>(indices[i]),
                 e.mode == 0 ? kIsfBits36[i] : kIsfBits46[i]);
     }
-    qolsISFToISP_AMRWB_16s(quantised, isp, kOrder);
-    if (e.firstFrame) {
-        e.firstFrame = false;
-        std::copy_n(isp, kOrder, e.ispOldQuantised);
-    }
-    interpolateLp(e.ispOldQuantised, isp, f.lpQuantised);
-    std::copy_n(isp, kOrder, e.ispOldQuantised);
-    f.stab = stability(quantised, e.isfOld);
-    std::copy_n(quantised, kOrder, e.isfOld);
+    f.stab = takeIsfs(quantised, e.firstFrame, e.ispOldQuantised, e.isfOld, f.lpQuantised);
 }
 
 void encodeSpeech(Encoder& e, SubframeContext& f, bool active, const Qol16s* isf,
@@ -305,24 +297,13 @@ void encodeSpeech(Encoder& e, SubframeContext& f, bool active, const Qol16s* isf
         encodeSubframe(e, f, s, openLags[s / 2], input, frame);
     }
     std::copy_n(e.excitation + kFrame, kPastExcitation, e.excitation);
-    e.noise.untilUpdate = 8;
-    e.noise.afterSpeech = true;
+    e.noise.schedule.spoke = true;
 }
 
 void encodeNoise(Encoder& e, SubframeContext& f, const Qol16s* isf, const Qol16s* input,
                  Frame& frame) {
     EncoderNoise& n = e.noise;
-    --n.untilUpdate;
-    FrameType type = FrameType::noData;
-    if (n.afterSpeech) {
-        type = FrameType::sidFirst;
-        n.untilUpdate = 3;
-        n.afterSpeech = false;
-    } else if (n.untilUpdate == 0) {
-        type = FrameType::sidUpdate;
-        n.untilUpdate = 8;
-    }
-    setFrame(frame, e.mode, type);
+    setFrame(frame, e.mode, nextNoiseFrame(n.schedule));
 
     Qol16s residual[kFrame], quantised[kOrder], isp[kOrder], exc[kFrame];
     residualOfFrame(codedSpeech(e), f.lp + 3, 0, residual);
@@ -411,8 +392,6 @@ void reset(Encoder& e, int mode, bool dtx) {
     e.noise.hang = 7;
     e.noise.elapsed = 32767;
     e.noise.seed = kSeed;
-    e.noise.untilUpdate = 8;
-    e.noise.afterSpeech = true;
     e.highBand.low = makeLowBand();
     e.highBand.high = makeHighBand();
     e.highBand.adaptation = 32767;

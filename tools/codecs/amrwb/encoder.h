@@ -2,6 +2,7 @@
 // AMR-WB encoder with discontinuous transmission (3GPP TS 26.190 5, TS 26.192 5, TS 26.193).
 #pragma once
 
+#include "codecs/amr_noise.h"
 #include "codecs/amrwb/frame.h"
 #include "codecs/amrwb/highband.h"
 
@@ -54,8 +55,7 @@ struct EncoderNoise {
     Qol16s logEnergies[8];
     Qol32s distances[8][8]; ///< between the frames, by age
     Qol16s seed;
-    int untilUpdate;
-    bool afterSpeech;
+    NoiseSchedule schedule;
 };
 
 /// Level of the high band at 23.85 kbit/s.
