@@ -131,17 +131,7 @@ QolStatus qolsAutoScale_16s(const Qol16s* pSrc, Qol16s* pDst, Qol32s len, Qol32s
 }
 
 QolStatus qolsAutoScale_16s_I(Qol16s* pSrcDst, Qol32s len, Qol32s* pScale) noexcept {
-    if (anyNull(pSrcDst, pScale)) {
-        return qolStsNullPtrErr;
-    }
-    if (len < 1) {
-        return qolStsSizeErr;
-    }
-    if (*pScale < 0) {
-        return qolStsScaleRangeErr;
-    }
-    autoScale(pSrcDst, pSrcDst, len, pScale);
-    return qolStsNoErr;
+    return qolsc::qolsAutoScale_16s(pSrcDst, pSrcDst, len, pScale);
 }
 
 } // namespace qolsc

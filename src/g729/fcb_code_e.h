@@ -34,6 +34,25 @@ void chooseStarts(const T* peak, T (*sum)(T, T), int* starts) {
     }
 }
 
+/// The pulses of the best trial: trial(set) places those of a set that begins at set.start and
+/// returns their ratio, which is better than `none`.
+template <typename T, typename Ratio, typename Trial>
+PulseSet bestOfTrials(const T* peak, T (*sum)(T, T), Ratio none, Trial trial) {
+    int starts[kStartsG729E];
+    chooseStarts(peak, sum, starts);
+    Ratio keeper = none;
+    PulseSet best{};
+    for (const int start : starts) {
+        PulseSet set{start, {}};
+        const Ratio ratio = trial(set);
+        if (isBetter(keeper, ratio.square, ratio.alpha)) {
+            keeper = ratio;
+            best = set;
+        }
+    }
+    return best;
+}
+
 /// The five code words of 10 or 12 pulses; negative[n] tells the sign of the pulses at position n.
 void codeWords_G729E(const PulseSet& set, int pulses, const bool* negative, int* words);
 

@@ -184,18 +184,9 @@ QolStatus qolsFixedCodebookSearch_G729E_32f(Qol16s valMode, const Qol32f* pSrcFi
     setSigns(pSrcLtpResidual, t);
     correlateResponse_32f(pSrcImpulseResponse, g);
 
-    int starts[kStartsG729E];
-    chooseStarts<Qol32f>(t.peak, sum, starts);
-    Best_32f keeper{-1, 1};
-    PulseSet best{};
-    for (const int start : starts) {
-        PulseSet set{start, {}};
-        const Best_32f trial = runTrial(t, g, pSrcImpulseResponse, pulses, set);
-        if (isBetter(keeper, trial.square, trial.alpha)) {
-            keeper = trial;
-            best = set;
-        }
-    }
+    const PulseSet best = bestOfTrials(t.peak, sum, Best_32f{-1, 1}, [&](PulseSet& set) {
+        return runTrial(t, g, pSrcImpulseResponse, pulses, set);
+    });
     Qol32f code[kFcbSubframe] = {}, filtered[kFcbSubframe] = {};
     bool negative[kFcbSubframe];
     for (int i = 0; i < kFcbSubframe; ++i) {

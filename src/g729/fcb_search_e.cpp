@@ -246,18 +246,8 @@ QolStatus qolsFixedCodebookSearch_G729E_16s(Qol16s valMode, const Qol16s* pSrcFi
     ownSetSign_G729E_16s(pSrcLtpResidual, t);
     _qolsToeplizMatrix_G729E_16s(pSrcImpulseResponse, t.p, r);
 
-    int starts[kStartsG729E];
-    chooseStarts<Qol32s>(t.peak, L_add, starts);
-    Best keeper{-1, 1};
-    PulseSet best{};
-    for (const int start : starts) {
-        PulseSet set{start, {}};
-        const Best trial = runTrial(t, r, pulses, set);
-        if (isBetter(keeper, trial.square, trial.alpha)) {
-            keeper = trial;
-            best = set;
-        }
-    }
+    const PulseSet best = bestOfTrials(t.peak, L_add, Best{-1, 1},
+                                       [&](PulseSet& set) { return runTrial(t, r, pulses, set); });
     ownBuildCode_G729E_16s(best, pulses, t, pSrcImpulseResponse, pDstFixedVector,
                            pDstFltFixedVector, pDstFixedIndex);
     return qolStsNoErr;

@@ -70,6 +70,26 @@ void forEachInterval(const Qol16s* lsp, Put put) {
 
 int clipShift(int scaleFactor) { return scaleFactor > 31 ? 31 : scaleFactor; }
 
+/// Each element of the result from one of each source: combine(x1, x2, shift).
+template <typename Combine>
+QolStatus interpolate(const Qol16s* pSrc1, const Qol16s* pSrc2, Qol16s* pDst, int len,
+                      int scaleFactor, Combine combine) {
+    if (anyNull(pSrc1, pSrc2, pDst)) {
+        return qolStsNullPtrErr;
+    }
+    if (scaleFactor < 0) {
+        return qolStsScaleRangeErr;
+    }
+    if (len < 1) {
+        return qolStsBadArgErr;
+    }
+    const int s = clipShift(scaleFactor);
+    for (int i = 0; i < len; ++i) {
+        pDst[i] = combine(pSrc1[i], pSrc2[i], s);
+    }
+    return qolStsNoErr;
+}
+
 } // namespace
 
 QolStatus qolsLPCToLSP_G729_16s(const Qol16s* pSrcLpc, const Qol16s* pSrcPrevLsp,
@@ -142,39 +162,17 @@ QolStatus qolsInterpolate_G729_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, Qol
 QolStatus qolsInterpolateC_G729_16s_Sfs(const Qol16s* pSrc1, Qol16s val1, const Qol16s* pSrc2,
                                         Qol16s val2, Qol16s* pDst, int len,
                                         int scaleFactor) noexcept {
-    if (anyNull(pSrc1, pSrc2, pDst)) {
-        return qolStsNullPtrErr;
-    }
-    if (scaleFactor < 0) {
-        return qolStsScaleRangeErr;
-    }
-    if (len < 1) {
-        return qolStsBadArgErr;
-    }
-    const int s = clipShift(scaleFactor);
-    for (int i = 0; i < len; ++i) {
-        pDst[i] = saturate16(Qol64s{(pSrc1[i] * val1) >> s} + ((pSrc2[i] * val2) >> s));
-    }
-    return qolStsNoErr;
+    return interpolate(pSrc1, pSrc2, pDst, len, scaleFactor, [=](Qol16s x1, Qol16s x2, int s) {
+        return saturate16(Qol64s{(x1 * val1) >> s} + ((x2 * val2) >> s));
+    });
 }
 
 QolStatus qolsInterpolateC_NR_G729_16s_Sfs(const Qol16s* pSrc1, Qol16s val1, const Qol16s* pSrc2,
                                            Qol16s val2, Qol16s* pDst, int len,
                                            int scaleFactor) noexcept {
-    if (anyNull(pSrc1, pSrc2, pDst)) {
-        return qolStsNullPtrErr;
-    }
-    if (scaleFactor < 0) {
-        return qolStsScaleRangeErr;
-    }
-    if (len < 1) {
-        return qolStsBadArgErr;
-    }
-    const int s = clipShift(scaleFactor);
-    for (int i = 0; i < len; ++i) {
-        pDst[i] = scaleNear<Qol16s>(Qol64s{pSrc1[i]} * val1 + Qol64s{pSrc2[i]} * val2, s);
-    }
-    return qolStsNoErr;
+    return interpolate(pSrc1, pSrc2, pDst, len, scaleFactor, [=](Qol16s x1, Qol16s x2, int s) {
+        return scaleNear<Qol16s>(Qol64s{x1} * val1 + Qol64s{x2} * val2, s);
+    });
 }
 
 } // namespace qolsc

@@ -347,9 +347,27 @@ Sizes wordSizesOf(int order) {
             static_cast<Qol32s>(work > 0x7FFFFFFF ? 0x7FFFFFFF : work)};
 }
 
-/// The inner transform's buffer, behind the N floats.
-Qol8u* behind(Qol32f* floats, int order) {
-    return reinterpret_cast<Qol8u*>(floats + (Qol64s{1} << order));
+/// A run of the 16-bit form: take the source to floats, transform those in place, give the result.
+template <typename Transform, typename Take, typename Give>
+QolStatus throughFloats(const QolsFFTSpec_R_16s32s* pSpec, const void* pSrc, const void* pDst,
+                        Qol8u* pBuffer, Transform transform, Take take, Give give) {
+    if (const QolStatus status = runArgs(pSpec, pSrc, pDst)) {
+        return status;
+    }
+    Work work;
+    if (!acquire(work, pBuffer, pSpec->workSize)) {
+        return qolStsMemAllocErr;
+    }
+    const int length = 1 << pSpec->order;
+    auto* const floats = reinterpret_cast<Qol32f*>(work.p);
+    auto* const behind = reinterpret_cast<Qol8u*>(floats + length); // the inner transform's buffer
+    take(floats, length);
+    const QolStatus status = transform(floats, floats, innerOf(pSpec), behind);
+    if (status == qolStsNoErr) {
+        give(floats, length);
+    }
+    qolsFree(work.owned);
+    return status;
 }
 
 } // namespace
@@ -386,52 +404,32 @@ QolStatus qolsFFTInit_R_16s32s(QolsFFTSpec_R_16s32s** ppSpec, int order, int fla
 QolStatus qolsFFTFwd_RToCCS_16s32s_Sfs(const Qol16s* pSrc, Qol32s* pDst,
                                        const QolsFFTSpec_R_16s32s* pSpec, int scaleFactor,
                                        Qol8u* pBuffer) noexcept {
-    if (const QolStatus status = runArgs(pSpec, pSrc, pDst)) {
-        return status;
-    }
-    Work work;
-    if (!acquire(work, pBuffer, pSpec->workSize)) {
-        return qolStsMemAllocErr;
-    }
-    const int length = 1 << pSpec->order;
-    auto* const floats = reinterpret_cast<Qol32f*>(work.p);
-    qolsConvert_16s32f(pSrc, floats, length);
-    const QolStatus status =
-        qolsFFTFwd_RToPerm_32f(floats, floats, innerOf(pSpec), behind(floats, pSpec->order));
-    if (status == qolStsNoErr) {
-        qolsConvert_32f32s_Sfs(floats, pDst, length, roundNear, scaleFactor);
-        if (length > 1) {
-            pDst[length] = pDst[1];
-            pDst[length + 1] = pDst[1] = 0;
-        }
-    }
-    qolsFree(work.owned);
-    return status;
+    return throughFloats(
+        pSpec, pSrc, pDst, pBuffer, qolsFFTFwd_RToPerm_32f,
+        [=](Qol32f* floats, int length) { qolsConvert_16s32f(pSrc, floats, length); },
+        [=](const Qol32f* floats, int length) {
+            qolsConvert_32f32s_Sfs(floats, pDst, length, roundNear, scaleFactor);
+            if (length > 1) {
+                pDst[length] = pDst[1];
+                pDst[length + 1] = pDst[1] = 0;
+            }
+        });
 }
 
 QolStatus qolsFFTInv_CCSToR_32s16s_Sfs(const Qol32s* pSrc, Qol16s* pDst,
                                        const QolsFFTSpec_R_16s32s* pSpec, int scaleFactor,
                                        Qol8u* pBuffer) noexcept {
-    if (const QolStatus status = runArgs(pSpec, pSrc, pDst)) {
-        return status;
-    }
-    Work work;
-    if (!acquire(work, pBuffer, pSpec->workSize)) {
-        return qolStsMemAllocErr;
-    }
-    const int length = 1 << pSpec->order;
-    auto* const floats = reinterpret_cast<Qol32f*>(work.p);
-    qolsConvert_32s32f(pSrc, floats, length);
-    if (length > 1) {
-        floats[1] = static_cast<Qol32f>(pSrc[length]);
-    }
-    const QolStatus status =
-        qolsFFTInv_PermToR_32f(floats, floats, innerOf(pSpec), behind(floats, pSpec->order));
-    if (status == qolStsNoErr) {
-        qolsConvert_32f16s_Sfs(floats, pDst, length, roundNear, scaleFactor);
-    }
-    qolsFree(work.owned);
-    return status;
+    return throughFloats(
+        pSpec, pSrc, pDst, pBuffer, qolsFFTInv_PermToR_32f,
+        [=](Qol32f* floats, int length) {
+            qolsConvert_32s32f(pSrc, floats, length);
+            if (length > 1) {
+                floats[1] = static_cast<Qol32f>(pSrc[length]);
+            }
+        },
+        [=](const Qol32f* floats, int length) {
+            qolsConvert_32f16s_Sfs(floats, pDst, length, roundNear, scaleFactor);
+        });
 }
 
 } // namespace qolsc
