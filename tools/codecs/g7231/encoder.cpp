@@ -2,7 +2,7 @@
 // Encoder of G.723.1 at both rates, with the silence compression of Annex A (ITU-T G.723.1 2).
 #include "codecs/g7231/encoder.h"
 
-#include "codecs/g7231/analysis.h"
+#include "codecs/g7231/silence.h"
 #include "codecs/g7231/tables.h"
 #include "qolsc/common.h"
 
@@ -27,29 +27,6 @@ struct Memories {
     Qol16s past[kPast];
 };
 
-struct Detector {
-    int adaptation = 0; ///< Aen
-    Qol32s level = 0x400, energy = 0x400;
-    int speech = 0, hangover = 3;
-    int lags[4] = {1, 1, 60, 60};
-};
-
-/// Correlations of the last four frames with their shifts, newest first; comfort-noise state.
-struct Noise {
-    Qol16s sets[4][kOrder + 1] = {};
-    Qol16s shifts[4] = {40, 40, 40, 40};
-    Vector10 predictor{}; ///< of the detector
-    Vector10 filter{};    ///< of the last description
-    Qol16s filterCorrelation[kOrder + 1] = {};
-    int filterShift = 0;
-    Vector10 lsp{};
-    Qol16s energies[3] = {};
-    int count = 0;
-    int sent = 0;
-    Qol16s level = 0, gain = 0, seed = kNoiseSeed;
-    bool active = true; ///< the frame before was speech
-};
-
 struct Encoder {
     bool highRate, highPass, dtx;
     Qol16s lastInput;
@@ -63,7 +40,7 @@ struct Encoder {
     Qol32s errors[5];
     Qol16s sine;
     Detector detector;
-    Noise noise;
+    NoiseHistory noise;
 };
 
 void push(Vector10& memory, Qol16s value) {
@@ -280,153 +257,6 @@ void searchSubframe(Encoder& e, int k, const Qol16s* h, Qol16s* target, Subframe
     addExcitation(fixed, adaptive, excitation);
 }
 
-// ---- Annex A ----
-
-/// Activity of the frame's new samples. G.723.1 A.2.
-bool detectActivity(Encoder& e) {
-    Detector& d = e.detector;
-    const int least = *std::min_element(d.lags, d.lags + 4);
-    int near = 0;
-    for (const int p : d.lags) {
-        for (int j = 1; j <= 8; ++j) {
-            if (std::abs(j * least - p) <= 3) {
-                ++near;
-                break;
-            }
-        }
-    }
-    d.adaptation = std::clamp(d.adaptation + (near == 4 || e.sine < 0 ? 2 : -1), 0, 6);
-    const Qol16s* x = e.buffer + kLpcBuffer - kFrame;
-    Qol32s energy = 0;
-    for (int n = kSubframe; n < kFrame; ++n) {
-        Qol32s sum = L_mult(x[n], 0x2000);
-        for (int j = 0; j < kOrder; ++j) {
-            sum = L_msu(sum, x[n - 1 - j], e.noise.predictor[static_cast<std::size_t>(j)]);
-        }
-        const Qol16s r = round_fx(sum);
-        energy = L_mac(energy, r, r);
-    }
-    energy = L_mls(energy, 2913);
-    if (d.level > d.energy) {
-        d.level = d.energy - (d.energy >> 2) + (d.level >> 2);
-    }
-    d.level += d.adaptation == 0 ? d.level >> 5 : -(d.level >> 11);
-    d.energy = energy;
-    d.level = std::clamp(d.level, 0x80, 0x1FFFF);
-    constexpr Qol16s kFactors[] = {9170,  9170,  9170,  9170,  10289, 11544,
-                                   12953, 14533, 16306, 18296, 20529};
-    const int b = norm_l(L_shl(d.level, 13));
-    const Qol16s u = extract_h((L_shl(L_shl(d.level, 13), b) & 0x3F000000) << 1);
-    const Qol16s g = extract_h(
-        L_msu(L_mac(L_deposit_h(kFactors[b]), u, kFactors[std::max(b - 1, 0)]), u, kFactors[b]));
-    const Qol32s threshold = L_mult(static_cast<Qol16s>(d.level >> 2), g) >> 11;
-    if (threshold > energy) {
-        d.speech = std::max(d.speech - 1, 0);
-    } else {
-        ++d.speech;
-        ++d.hangover;
-    }
-    if (d.speech >= 2) {
-        d.hangover = 6;
-        d.speech = std::min(d.speech, 3);
-    }
-    const bool active = d.hangover != 0;
-    if (active && d.speech == 0) {
-        --d.hangover;
-    }
-    return active;
-}
-
-/// Sum of sets on one scale, brought to 16 bits; returns the shift.
-int sumSets(const Qol16s (*sets)[kOrder + 1], const Qol16s* shifts, int count, Qol16s* out) {
-    const int least = *std::min_element(shifts, shifts + count) + 14;
-    Qol32s sums[kOrder + 1] = {};
-    for (int k = 0; k < count; ++k) {
-        for (int i = 0; i <= kOrder; ++i) {
-            sums[i] = L_add(sums[i], L_shl(sets[k][i], least - shifts[k]));
-        }
-    }
-    const int t = std::max(0, 16 - norm_l(sums[0]));
-    for (int i = 0; i <= kOrder; ++i) {
-        out[i] = extract_l(sums[i] >> t);
-    }
-    return least - t;
-}
-
-void keepCorrelations(Noise& noise, const Correlation* subframes) {
-    Qol16s sets[kSubframes][kOrder + 1], shifts[kSubframes];
-    for (int k = 0; k < kSubframes; ++k) {
-        std::copy_n(subframes[k].r, kOrder + 1, sets[k]);
-        shifts[k] = static_cast<Qol16s>(subframes[k].shift);
-    }
-    for (int k = 3; k > 0; --k) {
-        std::copy_n(noise.sets[k - 1], kOrder + 1, noise.sets[k]);
-        noise.shifts[k] = noise.shifts[k - 1];
-    }
-    noise.shifts[0] = static_cast<Qol16s>(sumSets(sets, shifts, kSubframes, noise.sets[0]));
-}
-
-void keepFilter(Noise& noise, const Vector10& a) {
-    noise.filter = a;
-    const Qol32s energy = L_add(dotDoubled(a.data(), a.data(), kOrder) >> 1, 0x04000000);
-    const int shift = norm_l(energy) - 2;
-    noise.filterShift = shift;
-    noise.filterCorrelation[0] = round_fx(L_shl(energy, shift));
-    for (int i = 1; i <= kOrder; ++i) {
-        Qol32s sum = L_msu(0, 0x2000, a[static_cast<std::size_t>(i - 1)]);
-        sum = dotDoubled(a.data(), a.data() + i, kOrder - i, sum);
-        noise.filterCorrelation[i] = round_fx(L_shl(sum, shift));
-    }
-}
-
-bool filterDiffers(const Noise& noise, Qol16s energy) {
-    Qol32s sum = 0;
-    for (int i = 0; i <= kOrder; ++i) {
-        sum = L_mac(sum, noise.filterCorrelation[i], static_cast<Qol16s>(noise.sets[0][i] >> 2));
-    }
-    const Qol32s bound = L_add(mult_r(energy, 7000), energy);
-    return sum > L_shl(bound, noise.filterShift + 9);
-}
-
-/// Decides what an inactive frame sends; G.723.1 A.4.
-void describeNoise(Encoder& e, Fields& f) {
-    Noise& noise = e.noise;
-    const Solution current = solve(noise.sets[0]);
-    noise.energies[2] = noise.energies[1];
-    noise.energies[1] = noise.energies[0];
-    noise.energies[0] = current.error;
-    noise.count = noise.active ? 1 : std::min(noise.count + 1, 3);
-    const int index = quantiseNoiseGain(meanEnergy(noise.energies, noise.shifts, noise.count));
-    const bool send =
-        noise.active || filterDiffers(noise, current.error) || std::abs(index - noise.sent) > 3;
-    f.kind = send ? Kind::silence : Kind::untransmitted;
-    if (!send) {
-        return;
-    }
-    Qol16s sum[kOrder + 1];
-    sumSets(noise.sets + 1, noise.shifts + 1, 3, sum);
-    const Vector10 mean = solve(sum).predictor;
-    if (e.detector.adaptation == 0) {
-        noise.predictor = mean;
-    }
-    keepFilter(noise, mean);
-    if (filterDiffers(noise, current.error)) {
-        keepFilter(noise, current.predictor);
-    }
-    f.lsp = quantiseLsp(predictorToLsp(noise.filter, e.previousLsp), e.previousLsp);
-    noise.lsp = decodeLsp(f.lsp, e.previousLsp, false);
-    f.noiseGain = noise.sent = index;
-    noise.level = decodeNoiseGain(index);
-}
-
-void encodeNoise(Encoder& e, Fields& f, Qol16s* excitation) {
-    describeNoise(e, f);
-    Noise& noise = e.noise;
-    noise.gain = noise.active ? noise.level
-                              : extract_h(L_mac(L_mult(noise.gain, 0x7000), noise.level, 0x1000));
-    noiseExcitation(noise.gain, noise.seed, e.past, f, excitation);
-}
-
 void trackSine(Encoder& e, const Solution* solutions) {
     for (int k = 0; k < kSubframes; ++k) {
         e.sine =
@@ -436,6 +266,44 @@ void trackSine(Encoder& e, const Solution* solutions) {
     if (std::popcount(static_cast<unsigned>(e.sine)) >= 14) {
         e.sine = static_cast<Qol16s>(e.sine | -0x8000);
     }
+}
+
+/// The weighted speech of a frame behind the past that the lags reach into, the same scaled to
+/// three bits of headroom, and the open-loop lags of its halves.
+struct Weighted {
+    Qol16s plain[kPast + kFrame], scaled[kPast + kFrame];
+    int lags[2];
+};
+
+void weighAndFindLags(Encoder& e, const std::array<Filters, kSubframes>& filters, Weighted& w) {
+    std::copy_n(e.weightedPast, kPast, w.plain);
+    weigh(e, filters, e.buffer + kSubframe, w.plain + kPast);
+    std::copy_n(w.plain + kFrame, kPast, e.weightedPast);
+    normaliseThree(w.plain, kPast + kFrame, w.scaled);
+    for (int h = 0; h < 2; ++h) {
+        w.lags[h] = openLoopLag(w.scaled + kPast + 120 * h);
+        e.detector.lags[h] = e.detector.lags[h + 2];
+    }
+    e.detector.lags[2] = w.lags[0];
+    e.detector.lags[3] = w.lags[1];
+}
+
+/// Harmonic shaping, target and searches of an active subframe; G.723.1 2.11 to 2.16.
+void encodeSubframe(Encoder& e, int k, const Weighted& w, const Vector10& predictor,
+                    const Filters& filters, Subframe& s, int& lag, Qol16s* times,
+                    Qol16s* excitation) {
+    const Qol16s* speech = w.plain + kPast + kSubframe * k;
+    Shaping shaping;
+    qolsHarmonicSearch_G723_16s(static_cast<Qol16s>(w.lags[k / 2]),
+                                w.scaled + kPast + kSubframe * k, &shaping.lag, &shaping.gain);
+    Qol16s target[kSubframe], h[kSubframe];
+    for (int n = 0; n < kSubframe; ++n) {
+        target[n] = round_fx(L_msu(L_deposit_h(speech[n]), shaping.gain, speech[n - shaping.lag]));
+    }
+    impulseResponse(predictor, filters, shaping, h);
+    takeRinging(e.memories, predictor, filters, shaping, target);
+    searchSubframe(e, k, h, target, s, lag, times, excitation);
+    pushHistory(e.past, excitation, kSubframe);
 }
 
 } // namespace
@@ -470,20 +338,11 @@ void encodeFrame(void* encoder, const std::int16_t* pcm, Frame& frame) {
     if (e.dtx) {
         keepCorrelations(e.noise, correlations);
     }
-    const bool active = !e.dtx || detectActivity(e);
+    const bool active = !e.dtx || detectActivity(e.detector, e.noise.predictor, e.sine < 0,
+                                                 e.buffer + kLpcBuffer - kFrame);
 
-    Qol16s weighted[kPast + kFrame], scaled[kPast + kFrame];
-    std::copy_n(e.weightedPast, kPast, weighted);
-    weigh(e, filters, e.buffer + kSubframe, weighted + kPast);
-    std::copy_n(weighted + kFrame, kPast, e.weightedPast);
-    normaliseThree(weighted, kPast + kFrame, scaled);
-    int lags[2];
-    for (int h = 0; h < 2; ++h) {
-        lags[h] = openLoopLag(scaled + kPast + 120 * h);
-        e.detector.lags[h] = e.detector.lags[h + 2];
-    }
-    e.detector.lags[2] = lags[0];
-    e.detector.lags[3] = lags[1];
+    Weighted w;
+    weighAndFindLags(e, filters, w);
 
     Vector10 lsp;
     Qol16s excitation[kFrame];
@@ -492,7 +351,7 @@ void encodeFrame(void* encoder, const std::int16_t* pcm, Frame& frame) {
         lsp = decodeLsp(f.lsp, e.previousLsp, false);
         e.noise.seed = kNoiseSeed;
     } else {
-        encodeNoise(e, f, excitation);
+        encodeNoise(e.noise, e.detector.adaptation == 0, e.previousLsp, e.past, f, excitation);
         lsp = e.noise.lsp;
     }
     const auto predictors = interpolateLsp(lsp, e.previousLsp);
@@ -502,25 +361,12 @@ void encodeFrame(void* encoder, const std::int16_t* pcm, Frame& frame) {
     int lag = 0; // of the half frame, refined in its first subframe
     for (int k = 0; k < kSubframes; ++k) {
         const auto at = static_cast<std::size_t>(k);
-        Subframe& s = f.sub[at];
         Qol16s* x = excitation + kSubframe * k;
         if (active) {
-            const int first = kPast + kSubframe * k;
-            Shaping shaping;
-            qolsHarmonicSearch_G723_16s(static_cast<Qol16s>(lags[k / 2]), scaled + first,
-                                        &shaping.lag, &shaping.gain);
-            Qol16s target[kSubframe], h[kSubframe];
-            for (int n = 0; n < kSubframe; ++n) {
-                target[n] = round_fx(L_msu(L_deposit_h(weighted[first + n]), shaping.gain,
-                                           weighted[first + n - shaping.lag]));
-            }
-            impulseResponse(predictors[at], filters[at], shaping, h);
-            takeRinging(e.memories, predictors[at], filters[at], shaping, target);
-            lag = k % 2 == 0 ? lags[k / 2] : lag;
-            searchSubframe(e, k, h, target, s, lag, &times, x);
-            pushHistory(e.past, x, kSubframe);
+            lag = k % 2 == 0 ? w.lags[k / 2] : lag;
+            encodeSubframe(e, k, w, predictors[at], filters[at], f.sub[at], lag, &times, x);
         }
-        updateErrors(e.errors, s, e.highRate);
+        updateErrors(e.errors, f.sub[at], e.highRate);
         updateMemories(e.memories, predictors[at], filters[at], x);
     }
     packFrame(f, frame);
