@@ -3,53 +3,18 @@
 // all alignments, random and extreme data, buffers between canaries, in place.
 #include "vector/vector.h"
 
-#include "kit/data.h"
 #include "numeric/rules.h"
+#include "vector/elements.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
-#include <numeric>
 
 using namespace qolsc;
 using namespace qolsc::test;
 
 namespace {
-
-std::vector<int> lengths() {
-    std::vector<int> v(100);
-    std::iota(v.begin(), v.end(), 1);
-    v.insert(v.end(), {127, 128, 129, 1000, 4097});
-    return v;
-}
-
-template <typename T>
-T element(Random& r, bool extreme) {
-    if constexpr (std::is_floating_point_v<T>) {
-        static constexpr double kValues[] = {-1e30, -1, -0.0, 0.0, 1, 1e30, 1e-40, 0.5};
-        return static_cast<T>(extreme ? kValues[next(r) % 8] : uniformReal(r, -100, 100));
-    } else {
-        constexpr auto lo = std::numeric_limits<T>::min(), hi = std::numeric_limits<T>::max();
-        const T kValues[] = {lo, static_cast<T>(lo + 1), static_cast<T>(-1), 0, 1, hi};
-        return extreme ? kValues[next(r) % 6] : static_cast<T>(next(r));
-    }
-}
-template <typename T>
-std::vector<T> someVector(Random& r, int len, bool extreme) {
-    std::vector<T> v(static_cast<std::size_t>(len));
-    for (T& x : v) {
-        x = element<T>(r, extreme);
-    }
-    return v;
-}
-
-/// Equal as bit patterns, but any NaN equals any other.
-template <typename T>
-bool same(T a, T b) {
-    return std::memcmp(&a, &b, sizeof(T)) == 0 || (a != a && b != b);
-}
 
 /// run(pSrc, pDst, len) against plain(x), element by element; also in place where types agree.
 template <typename D, typename S, typename Run, typename Plain>
@@ -554,136 +519,6 @@ TEST(Vector, Conversions) {
     }
 }
 
-namespace {
-
-template <typename T, typename Zero>
-void checkZero(Zero zero) {
-    for (const int len : {1, 2, 3, 15, 16, 17, 100, 1000}) {
-        for (std::size_t skew = 0; skew < 4; ++skew) {
-            auto g = guarded<T>(static_cast<std::size_t>(len), skew, 0xA5);
-            ASSERT_EQ(zero(g.data, len), qolStsNoErr);
-            ASSERT_TRUE(intact(g, 0xA5));
-            const auto* bytes = reinterpret_cast<const Qol8u*>(g.data);
-            ASSERT_TRUE(
-                std::all_of(bytes, bytes + sizeof(T) * g.count, [](int b) { return b == 0; }));
-        }
-    }
-    T one[1];
-    EXPECT_EQ(zero(nullptr, 0), qolStsNullPtrErr);
-    EXPECT_EQ(zero(one, 0), qolStsSizeErr);
-}
-
-template <typename T, typename Set>
-void checkSet(Set set, T value, const std::vector<int>& sizes) {
-    for (const int len : sizes) {
-        for (std::size_t skew = 0; skew < 5; ++skew) {
-            auto g = guarded<T>(static_cast<std::size_t>(len), skew);
-            ASSERT_EQ(set(value, g.data, len), qolStsNoErr);
-            ASSERT_TRUE(intact(g)) << len;
-            ASSERT_EQ(std::count(g.data, g.data + len, value), len) << len;
-        }
-    }
-    T one[1];
-    EXPECT_EQ(set(value, nullptr, 0), qolStsNullPtrErr);
-    EXPECT_EQ(set(value, one, 0), qolStsSizeErr);
-}
-
-template <typename T, typename Copy>
-void checkCopy(Copy copy) {
-    Random r;
-    for (const int len : lengths()) {
-        std::vector<T> x(static_cast<std::size_t>(len));
-        auto* bytes = reinterpret_cast<Qol8u*>(x.data());
-        std::generate(bytes, bytes + sizeof(T) * x.size(),
-                      [&] { return static_cast<Qol8u>(next(r)); });
-        const auto src = guarded(x, 1);
-        auto dst = guarded<T>(x.size(), static_cast<std::size_t>(len) % 3);
-        ASSERT_EQ(copy(src.data, dst.data, len), qolStsNoErr);
-        ASSERT_TRUE(intact(dst));
-        ASSERT_EQ(std::memcmp(dst.data, x.data(), x.size() * sizeof(T)), 0);
-    }
-    T one[1];
-    EXPECT_EQ(copy(nullptr, one, 0), qolStsNullPtrErr);
-    EXPECT_EQ(copy(one, nullptr, 0), qolStsNullPtrErr);
-    EXPECT_EQ(copy(one, one, 0), qolStsSizeErr);
-}
-
-} // namespace
-
-TEST(Vector, FillAndCopy) {
-    checkZero<Qol8u>(qolsZero_8u);
-    checkZero<Qol16s>(qolsZero_16s);
-    checkZero<Qol32s>(qolsZero_32s);
-    checkZero<Qol32f>(qolsZero_32f);
-    checkZero<Qol64s>(qolsZero_64s);
-    checkZero<Qol64f>(qolsZero_64f);
-    checkZero<Qol16sc>(qolsZero_16sc);
-    checkZero<Qol32fc>(qolsZero_32fc);
-    checkZero<Qol64fc>(qolsZero_64fc);
-    checkSet<Qol16s>(qolsSet_16s, 0x1234, lengths());
-    checkSet<Qol32s>(qolsSet_32s, 0x12345678, lengths());
-    checkSet<Qol32f>(qolsSet_32f, 1.5f, lengths());
-    checkSet<Qol64f>(qolsSet_64f, -2.25, lengths());
-    checkCopy<Qol8u>(qolsCopy_8u);
-    checkCopy<Qol16s>(qolsCopy_16s);
-    checkCopy<Qol32s>(qolsCopy_32s);
-    checkCopy<Qol32f>(qolsCopy_32f);
-    checkCopy<Qol32sc>(qolsCopy_32sc);
-    checkCopy<Qol64f>(qolsCopy_64f);
-    checkCopy<Qol16s>(qolsMove_16s);
-    checkCopy<Qol32f>(qolsMove_32f);
-}
-
-// Above 2 MiB and, on most machines, above the caches (non-temporal stores).
-TEST(Vector, LargeFills) {
-    checkSet<Qol16s>(qolsSet_16s, 0x1234, {0x100000, 0x100001});
-    checkSet<Qol16s>(qolsSet_16s, -2, {40 << 20});
-    checkSet<Qol32s>(qolsSet_32s, 0x12345678, {(20 << 20) + 3});
-    auto g = guarded<Qol8u>((80u << 20) + 13, 5);
-    EXPECT_EQ(qolsZero_8u(g.data, (80 << 20) + 13), qolStsNoErr);
-    EXPECT_TRUE(intact(g));
-    EXPECT_EQ(std::count(g.data, g.data + g.count, 0), static_cast<std::ptrdiff_t>(g.count));
-    // An address that isn't a multiple of the element.
-    auto odd = guarded<Qol8u>(0x200000 + 8, 1);
-    EXPECT_EQ(qolsSet_16s(0x0102, reinterpret_cast<Qol16s*>(odd.data), 0x100002), qolStsNoErr);
-    EXPECT_TRUE(intact(odd, 0x5A));
-    EXPECT_EQ(odd.data[0x200003], 1);
-}
-
-TEST(Vector, MoveAndFlip) {
-    Random r;
-    for (const int len : {1, 7, 64, 20000}) {
-        for (const int shift : {-5, -1, 0, 1, 9}) {
-            const auto x = noise16(r, len + 20);
-            auto want = x, got = x;
-            std::memmove(want.data() + 10 + shift, x.data() + 10,
-                         sizeof(Qol16s) * static_cast<std::size_t>(len));
-            EXPECT_EQ(qolsMove_16s(got.data() + 10, got.data() + 10 + shift, len), qolStsNoErr);
-            EXPECT_EQ(got, want);
-        }
-    }
-    for (const int len : lengths()) {
-        auto x = noisef(r, len);
-        auto g = guarded(x, 3);
-        EXPECT_EQ(qolsFlip_32f_I(g.data, len), qolStsNoErr);
-        std::reverse(x.begin(), x.end());
-        EXPECT_EQ(values(g), x);
-        EXPECT_TRUE(intact(g));
-    }
-}
-
-TEST(Vector, Allocation) {
-    EXPECT_EQ(qolsMalloc_8u(0), nullptr);
-    EXPECT_EQ(qolsMalloc_32f(-1), nullptr);
-    EXPECT_EQ(qolsMalloc_32f(0x20000000), nullptr);
-    Qol32f* p = qolsMalloc_32f(100);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % 64, 0u);
-    p[99] = 1;
-    qolsFree(p);
-    qolsFree(nullptr);
-}
-
 TEST(Vector, ConvolutionAndCorrelation) {
     Random r;
     for (int trial = 0; trial < 400; ++trial) {
@@ -717,73 +552,4 @@ TEST(Vector, ConvolutionAndCorrelation) {
     EXPECT_EQ(qolsConvBiased_32f(x, 1, nullptr, 1, x, 1, 0), qolStsNullPtrErr);
     EXPECT_EQ(qolsConvBiased_32f(x, 1, x, 0, x, 1, 0), qolStsSizeErr);
     EXPECT_EQ(qolsCrossCorr_32f(x, 1, x, 1, x, 0, 0, nullptr), qolStsSizeErr);
-}
-
-namespace {
-
-/// Error in units of the last place of the exact value.
-double ulps(float got, double want) {
-    if (got == static_cast<float>(want)) {
-        return 0;
-    }
-    const float f = static_cast<float>(want);
-    return std::fabs(got - want) / std::ldexp(1.0, std::max(std::ilogb(f), -126) - 23);
-}
-
-template <typename Run, typename Exact>
-void checkMath(const char* what, double lo, double hi, double bound, Run run, Exact exact) {
-    Random r;
-    for (const int len : {1, 2, 3, 4, 5, 17, 100000}) {
-        auto x = std::vector<Qol32f>(static_cast<std::size_t>(len));
-        for (Qol32f& v : x) {
-            v = static_cast<Qol32f>(uniformReal(r, lo, hi));
-        }
-        auto got = guarded<Qol32f>(x.size(), 1);
-        run(x.data(), got.data, len);
-        ASSERT_TRUE(intact(got));
-        for (int i = 0; i < len; ++i) {
-            ASSERT_LE(ulps(got.data[i], exact(double{x[i]})), bound) << what << ' ' << x[i];
-        }
-    }
-}
-
-} // namespace
-
-TEST(VectorMath, AccuracyInUnitsOfTheLastPlace) {
-    const auto e = [](double x) { return std::exp(x); };
-    const auto l = [](double x) { return std::log(x); };
-    const auto s = [](double x) { return std::sin(x); };
-    const auto c = [](double x) { return std::cos(x); };
-    checkMath("exp", -80, 80, 0.51, qolsExp_32f, e);
-    checkMath("exp", -1e-3, 1e-3, 0.51, qolsExp_32f, e);
-    checkMath("exp", -104, -86, 0.51, qolsExp_32f, e); // results below the normal range
-    checkMath("ln", 0, 1e-38, 0.51, qolsLn_32f, l);
-    checkMath("ln", 0.5, 2, 0.51, qolsLn_32f, l);
-    checkMath("ln", 1 - 1e-4, 1 + 1e-4, 0.51, qolsLn_32f, l);
-    checkMath("ln", 1, 1e38, 0.51, qolsLn_32f, l);
-    for (const double range : {0.01, 1.0, 10.0, 1e6, 1e30}) {
-        checkMath("sin", -range, range, 0.51, qolsSin_32f_A24, s);
-        checkMath("cos", -range, range, 0.51, qolsCos_32f_A24, c);
-    }
-}
-
-TEST(VectorMath, SpecialValues) {
-    const Qol32f inf = INFINITY, x[] = {0, inf, -inf, NAN, 1000, -1000};
-    Qol32f y[6];
-    EXPECT_EQ(qolsExp_32f(x, y, 6), qolStsNoErr);
-    EXPECT_TRUE(y[0] == 1 && y[1] == inf && y[2] == 0 && y[3] != y[3] && y[4] == inf && y[5] == 0);
-    const Qol32f positive[] = {1, inf, 1e-45f};
-    EXPECT_EQ(qolsLn_32f(positive, y, 3), qolStsNoErr);
-    EXPECT_TRUE(y[0] == 0 && y[1] == inf && std::fabs(y[2] + 103.27893f) < 1e-5f);
-    const Qol32f withZero[] = {1, 0, 2, 3, 4};
-    EXPECT_EQ(qolsLn_32f(withZero, y, 5), qolStsLnZeroArg);
-    EXPECT_TRUE(y[1] == -inf && y[4] == std::log(4.0f));
-    const Qol32f withNegative[] = {0, -1, 2};
-    EXPECT_EQ(qolsLn_32f(withNegative, y, 3), qolStsLnNegArg);
-    EXPECT_TRUE(y[0] == -inf && y[1] != y[1] && y[2] == std::log(2.0f));
-    EXPECT_EQ(qolsLn_32f(nullptr, y, 1), qolStsNullPtrErr);
-    EXPECT_EQ(qolsExp_32f(x, y, 0), qolStsSizeErr);
-    const Qol32f far[] = {inf, NAN, 0};
-    qolsSin_32f_A24(far, y, 3);
-    EXPECT_TRUE(y[0] != y[0] && y[1] != y[1] && y[2] == 0);
 }
