@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // AMR-WB algebraic codebook search on recorded subframes: the library's, the plain scalar one that
-// defines it; whole frames beside those of an independent encoder.
+// defines it; whole frames encoded and decoded beside independent coders.
 #include "amrwb/acelp.h"
 #include "codecs/codec.h"
 #include "qolsc/amrwb.h"
@@ -13,6 +13,9 @@
 #include <string>
 #include <vector>
 
+#ifdef QOLSC_HAVE_OPENCORE_AMRWB
+#include <opencore-amrwb/dec_if.h>
+#endif
 #ifdef QOLSC_HAVE_VO_AMRWBENC
 #include <vo-amrwbenc/enc_if.h>
 #endif
@@ -97,6 +100,56 @@ void peerFrame(benchmark::State& state, const Rate& rate) {
 }
 #endif
 
+/// The speech coded, frame by frame.
+std::vector<tools::Frame> coded(const tools::Codec& codec) {
+    const auto speech = readWords("sequences/speech.inp");
+    void* encoder = codec.openEncoder(codec, {});
+    std::vector<tools::Frame> frames(speech.size() / 320);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        codec.encode(encoder, speech.data() + i * 320, 320, frames[i]);
+    }
+    codec.closeEncoder(encoder);
+    return frames;
+}
+
+/// Whole frames, one an iteration.
+template <typename Item, typename Decode>
+void decodeFrames(benchmark::State& state, const std::vector<Item>& items, Decode decode) {
+    Qol16s pcm[320];
+    std::size_t at = 0;
+    for (auto _ : state) {
+        decode(items[at], pcm);
+        benchmark::DoNotOptimize(pcm);
+        at = at + 1 < items.size() ? at + 1 : 0;
+    }
+    state.SetItemsProcessed(state.iterations());
+    state.SetLabel("frame");
+}
+
+void ownDecoder(benchmark::State& state, const Rate& rate) {
+    const tools::Codec& codec = *tools::findCodec(rate.codec);
+    void* decoder = codec.openDecoder(codec, {});
+    decodeFrames(state, coded(codec), [&](const tools::Frame& frame, Qol16s* pcm) {
+        codec.decode(decoder, frame, pcm);
+    });
+    codec.closeDecoder(decoder);
+}
+
+#ifdef QOLSC_HAVE_OPENCORE_AMRWB
+void peerDecoder(benchmark::State& state, const Rate& rate) {
+    const tools::Codec& codec = *tools::findCodec(rate.codec);
+    std::vector<std::vector<std::uint8_t>> octets; // of the storage file
+    for (const tools::Frame& frame : coded(codec)) {
+        codec.forms[0]->writeFrame(codec, frame, octets.emplace_back());
+    }
+    void* decoder = D_IF_init();
+    decodeFrames(state, octets, [&](const std::vector<std::uint8_t>& in, Qol16s* pcm) {
+        D_IF_decode(decoder, in.data(), pcm, _good_frame);
+    });
+    D_IF_exit(decoder);
+}
+#endif
+
 const int registered = [] {
     for (const Rate& rate : kRates) {
         const std::string name = rate.codec + 6;
@@ -105,6 +158,10 @@ const int registered = [] {
         benchmark::RegisterBenchmark(("frame/" + name).c_str(), ownFrame, rate);
 #ifdef QOLSC_HAVE_VO_AMRWBENC
         benchmark::RegisterBenchmark(("frame_vo_amrwbenc/" + name).c_str(), peerFrame, rate);
+#endif
+        benchmark::RegisterBenchmark(("decoder/" + name).c_str(), ownDecoder, rate);
+#ifdef QOLSC_HAVE_OPENCORE_AMRWB
+        benchmark::RegisterBenchmark(("decoder_opencore/" + name).c_str(), peerDecoder, rate);
 #endif
     }
     return 0;

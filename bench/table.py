@@ -13,13 +13,15 @@ import sys
 # By program: names of ours, the names that stand against them, who that is. Where a benchmark has no
 # partner, or the peer isn't installed, its time stands alone.
 PAIRS = {
-    "amrwb_bench": [(r"frame/(.*)", r"frame_vo_amrwbenc/\1", "vo-amrwbenc"), (r"search/(.*)", r"search_plain/\1", "plain")],
+    "amrwb_bench": [(r"frame/(.*)", r"frame_vo_amrwbenc/\1", "vo-amrwbenc"), (r"decoder/(.*)", r"decoder_opencore/\1", "opencore-amr"),
+                    (r"search/(.*)", r"search_plain/\1", "plain")],
     "echo_bench": [(r"(?:subband|exportsOnly).*/8000(?:/\d)?", "speex/8000/1024", "speexdsp"),
                    (r"(?:subband|exportsOnly).*/16000(?:/\d)?", "speex/16000/2048", "speexdsp"),
                    (r"fullband(Float|Fixed)", "speex/8000/256", "speexdsp"),
                    (r"tone(Fixed|Float)", "toneSpandsp", "spandsp")],
     "fft_bench": [(r"ours/(.*)", r"fftw/\1", "FFTW3f")],
     "g722_bench": [(r"(encode|decode)Ours", r"\1Spandsp", "spandsp"), (r"(encode|decode)Ours", r"\1Avcodec", "libavcodec")],
+    "g723_bench": [(r"(encode|decode)Ours/(.*)", r"\1Avcodec/\2", "libavcodec")],
     "g726_bench": [(r"(encode|decode)Ours/(.*)", r"\1Spandsp/\2", "spandsp")],
     "g729_bench": [(r"encoder/g729a?", "encoderBcg729", "bcg729")],
     "g729_decoder_bench": [(r"(decode|roundTrip)Ours/(g729a?)", r"\1Bcg729", "bcg729")],
