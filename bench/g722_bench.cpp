@@ -15,14 +15,10 @@ extern "C" {
 }
 #endif
 #ifdef QOLSC_HAVE_AVCODEC
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavutil/channel_layout.h>
-}
+#include "avcodec.h"
 #endif
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 namespace {
@@ -130,61 +126,33 @@ BENCHMARK(decodeSpandsp);
 #endif
 
 #ifdef QOLSC_HAVE_AVCODEC
-AVCodecContext* openAv(const AVCodec* codec) {
-    AVCodecContext* c = avcodec_alloc_context3(codec);
-    c->sample_rate = kSamples;
-    c->sample_fmt = AV_SAMPLE_FMT_S16;
-    c->frame_size = kSamples;
-    av_channel_layout_default(&c->ch_layout, 1);
-    return avcodec_open2(c, codec, nullptr) == 0 ? c : nullptr;
-}
+namespace bench = qolsc::bench;
+
 void encodeAvcodec(benchmark::State& st) {
-    AVCodecContext* c = openAv(avcodec_find_encoder(AV_CODEC_ID_ADPCM_G722));
-    if (c == nullptr) {
-        st.SkipWithError("no encoder");
-        return;
-    }
-    AVFrame* frame = av_frame_alloc();
-    frame->nb_samples = kSamples;
-    frame->format = c->sample_fmt;
-    frame->sample_rate = kSamples;
-    av_channel_layout_copy(&frame->ch_layout, &c->ch_layout);
-    av_frame_get_buffer(frame, 0);
-    std::memcpy(frame->data[0], speech().data(), kSamples * sizeof(Qol16s));
-    AVPacket* packet = av_packet_alloc();
+    bench::AvCoder c =
+        bench::openAv(avcodec_find_encoder(AV_CODEC_ID_ADPCM_G722), kSamples, kSamples, 64000);
+    int done = 0;
     for (auto _ : st) {
-        avcodec_send_frame(c, frame);
-        while (avcodec_receive_packet(c, packet) == 0) {
-            benchmark::DoNotOptimize(packet->data);
-            av_packet_unref(packet);
-        }
+        done += c.context != nullptr ? bench::encodeAv(c, speech().data()) : 0;
     }
-    av_packet_free(&packet);
-    av_frame_free(&frame);
-    avcodec_free_context(&c);
+    if (done == 0) {
+        st.SkipWithError("no octets");
+    }
+    bench::closeAv(c);
     setRate(st);
 }
 void decodeAvcodec(benchmark::State& st) {
-    AVCodecContext* c = openAv(avcodec_find_decoder(AV_CODEC_ID_ADPCM_G722));
-    if (c == nullptr) {
-        st.SkipWithError("no decoder");
-        return;
-    }
+    bench::AvCoder c =
+        bench::openAv(avcodec_find_decoder(AV_CODEC_ID_ADPCM_G722), kSamples, kSamples, 64000);
     const std::vector<Qol8u> in = octets();
-    AVPacket* packet = av_packet_alloc();
-    av_new_packet(packet, kOctets);
-    std::memcpy(packet->data, in.data(), kOctets);
-    AVFrame* frame = av_frame_alloc();
+    int done = 0;
     for (auto _ : st) {
-        avcodec_send_packet(c, packet);
-        while (avcodec_receive_frame(c, frame) == 0) {
-            benchmark::DoNotOptimize(frame->data[0]);
-            av_frame_unref(frame);
-        }
+        done += c.context != nullptr ? bench::decodeAv(c, in) : 0;
     }
-    av_frame_free(&frame);
-    av_packet_free(&packet);
-    avcodec_free_context(&c);
+    if (done == 0) {
+        st.SkipWithError("no samples");
+    }
+    bench::closeAv(c);
     setRate(st);
 }
 BENCHMARK(encodeAvcodec);

@@ -9,10 +9,7 @@
 #include <benchmark/benchmark.h>
 
 #ifdef QOLSC_HAVE_AVCODEC
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavutil/channel_layout.h>
-}
+#include "avcodec.h"
 #endif
 
 #include <algorithm>
@@ -128,77 +125,36 @@ BENCHMARK(encodeOurs)->Arg(63)->Arg(53);
 BENCHMARK(decodeOurs)->Arg(63)->Arg(53);
 
 #ifdef QOLSC_HAVE_AVCODEC
-AVCodecContext* openAv(const AVCodec* codec) {
-    AVCodecContext* c = avcodec_alloc_context3(codec);
-    c->sample_rate = 8000;
-    c->sample_fmt = AV_SAMPLE_FMT_S16;
-    c->bit_rate = 6300;
-    av_channel_layout_default(&c->ch_layout, 1);
-    return avcodec_open2(c, codec, nullptr) == 0 ? c : nullptr;
-}
+namespace bench = qolsc::bench;
 
 /// That encoder knows the higher rate only.
 void encodeAvcodec(benchmark::State& state) {
-    AVCodecContext* c = openAv(avcodec_find_encoder(AV_CODEC_ID_G723_1));
-    if (c == nullptr) {
-        state.SkipWithError("no encoder");
-        return;
-    }
-    AVFrame* frame = av_frame_alloc();
-    frame->nb_samples = kFrame;
-    frame->format = c->sample_fmt;
-    frame->sample_rate = 8000;
-    av_channel_layout_copy(&frame->ch_layout, &c->ch_layout);
-    av_frame_get_buffer(frame, 0);
-    AVPacket* packet = av_packet_alloc();
-    std::size_t octets = 0;
+    bench::AvCoder c = bench::openAv(avcodec_find_encoder(AV_CODEC_ID_G723_1), 8000, kFrame, 6300);
+    int octets = 0;
     for (auto _ : state) {
-        for (std::size_t at = 0; at < speech().size(); at += kFrame) {
-            av_frame_make_writable(frame);
-            std::copy_n(speech().data() + at, kFrame, reinterpret_cast<Qol16s*>(frame->data[0]));
-            avcodec_send_frame(c, frame);
-            while (avcodec_receive_packet(c, packet) == 0) {
-                octets += static_cast<std::size_t>(packet->size);
-                av_packet_unref(packet);
-            }
+        for (std::size_t at = 0; c.context != nullptr && at < speech().size(); at += kFrame) {
+            octets += bench::encodeAv(c, speech().data() + at);
         }
     }
-    av_packet_free(&packet);
-    av_frame_free(&frame);
-    avcodec_free_context(&c);
     if (octets == 0) {
         state.SkipWithError("no frames");
     }
+    bench::closeAv(c);
     perSample(state);
 }
 void decodeAvcodec(benchmark::State& state) {
-    AVCodecContext* c = openAv(avcodec_find_decoder(AV_CODEC_ID_G723_1));
-    if (c == nullptr) {
-        state.SkipWithError("no decoder");
-        return;
-    }
+    bench::AvCoder c = bench::openAv(avcodec_find_decoder(AV_CODEC_ID_G723_1), 8000, kFrame, 6300);
     const std::vector<tools::Frame> frames = coded(codecOf(state));
-    AVPacket* packet = av_packet_alloc();
-    AVFrame* frame = av_frame_alloc();
     int samples = 0;
     for (auto _ : state) {
-        for (const tools::Frame& f : frames) {
-            av_new_packet(packet, static_cast<int>(f.payload.size()));
-            std::copy(f.payload.begin(), f.payload.end(), packet->data);
-            avcodec_send_packet(c, packet);
-            while (avcodec_receive_frame(c, frame) == 0) {
-                samples += frame->nb_samples;
-                av_frame_unref(frame);
-            }
-            av_packet_unref(packet);
+        for (std::size_t i = 0; c.context != nullptr && i < frames.size(); ++i) {
+            samples += bench::decodeAv(c, frames[i].payload);
         }
     }
-    av_frame_free(&frame);
-    av_packet_free(&packet);
-    avcodec_free_context(&c);
     if (samples == 0) {
         state.SkipWithError("no samples");
     }
+    bench::closeAv(c);
     perSample(state);
 }
 BENCHMARK(encodeAvcodec)->Arg(63);
