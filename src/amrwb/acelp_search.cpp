@@ -309,11 +309,7 @@ QolStatus qolsAlgebraicCodebookSearchEX_AMRWB_16s(const Qol16s* pTarget, const Q
 }
 
 QolStatus qolsAlgebraicCodebookSearchGetBufferSize_AMRWB_16s(Qol32s* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = kBufferBytes;
-    return qolStsNoErr;
+    return giveSize(kBufferBytes, pSize);
 }
 
 } // namespace qolsc

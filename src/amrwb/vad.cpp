@@ -156,11 +156,7 @@ Qol16s ownVadDecision(QolsVadState_AMRWB& s, Qol32s power, Qol16s toneFlag) {
 } // namespace
 
 QolStatus qolsVADGetSize_AMRWB_16s(Qol32s* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(QolsVadState_AMRWB);
-    return qolStsNoErr;
+    return giveSize(sizeof(QolsVadState_AMRWB), pSize);
 }
 
 QolStatus qolsVADInit_AMRWB_16s(QolsVadState_AMRWB* pState) noexcept {

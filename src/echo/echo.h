@@ -9,14 +9,6 @@
 
 namespace qolsc::echo {
 
-/// End of a size query: writes the bytes where the checks of its arguments passed.
-inline QolStatus giveSize(QolStatus status, Qol64s bytes, Qol32s* pSize) {
-    if (status == qolStsNoErr) {
-        *pSize = saturate32(bytes);
-    }
-    return status;
-}
-
 constexpr Qol32s kMostSubbands = 4097; // bins of a real transform of 2^13 samples
 constexpr Qol32s kMostSegments = 255;
 

@@ -3,6 +3,7 @@
 // its documentation.
 #pragma once
 
+#include "numeric/rules.h"
 #include "qolsc/status.h"
 
 #include <cstdint>
@@ -13,6 +14,18 @@ namespace qolsc {
 template <typename... P>
 constexpr bool anyNull(const P*... p) {
     return ((p == nullptr) || ...);
+}
+
+/// End of a size query: writes the bytes where the checks of its arguments passed.
+inline QolStatus giveSize(QolStatus status, Qol64s bytes, Qol32s* pSize) {
+    if (status == qolStsNoErr) {
+        *pSize = saturate32(bytes);
+    }
+    return status;
+}
+/// A size query without other arguments.
+inline QolStatus giveSize(Qol64s bytes, Qol32s* pSize) {
+    return giveSize(anyNull(pSize) ? qolStsNullPtrErr : qolStsNoErr, bytes, pSize);
 }
 
 /// First address at or behind p that is a multiple of Bytes (a power of two); records with slack

@@ -311,11 +311,7 @@ BlockVector finishedVector(BlockVector sum, const BlockVector& state) {
 } // namespace g728
 
 QolStatus qolsIIR16sGetStateSize_G728_16s(int* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(g728::IIRState);
-    return qolStsNoErr;
+    return giveSize(sizeof(g728::IIRState), pSize);
 }
 
 QolStatus qolsIIR16sInit_G728_16s(Qol8u* pState) noexcept {
@@ -341,11 +337,7 @@ QolStatus qolsIIR16s_G728_16s(const Qol16s* pCoeffs, const Qol16s* pSrc, Qol16s*
 }
 
 QolStatus qolsSynthesisFilterGetStateSize_G728_16s(int* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(g728::SynthesisState);
-    return qolStsNoErr;
+    return giveSize(sizeof(g728::SynthesisState), pSize);
 }
 
 QolStatus qolsSynthesisFilterInit_G728_16s(Qol8u* pState) noexcept {
@@ -375,11 +367,7 @@ QolStatus qolsSyntesisFilterZeroInput_G728_16s(const Qol16s* pCoeffs, const Qol1
 }
 
 QolStatus qolsCombinedFilterGetStateSize_G728_16s(int* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(g728::CombinedState);
-    return qolStsNoErr;
+    return giveSize(sizeof(g728::CombinedState), pSize);
 }
 
 QolStatus qolsCombinedFilterInit_G728_16s(Qol8u* pState) noexcept {

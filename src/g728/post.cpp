@@ -141,11 +141,7 @@ Qol64s levelGain(const Qol16s* x, const Qol16s* v) {
 } // namespace g728
 
 QolStatus qolsPostFilterAdapterGetStateSize_G728(int* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(g728::AdapterState);
-    return qolStsNoErr;
+    return giveSize(sizeof(g728::AdapterState), pSize);
 }
 
 QolStatus qolsPostFilterAdapterStateInit_G728(Qol8u* pState) noexcept {
@@ -187,11 +183,7 @@ QolStatus qolsPitchPeriodExtraction_G728_16s(const Qol16s* pSrc, int* pSrcDstPit
 }
 
 QolStatus qolsPostFilterGetStateSize_G728_16s(int* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(g728::PostFilterState);
-    return qolStsNoErr;
+    return giveSize(sizeof(g728::PostFilterState), pSize);
 }
 
 QolStatus qolsPostFilterInit_G728_16s(Qol8u* pState) noexcept {

@@ -51,11 +51,7 @@ Qol32f correlate(const Qol32f* x, int start, int count, int lag) {
 } // namespace
 
 QolStatus qolsWinHybridGetStateSize_G729E_16s(int* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(QolsWinHybridState_G729E);
-    return qolStsNoErr;
+    return giveSize(sizeof(QolsWinHybridState_G729E), pSize);
 }
 
 QolStatus qolsWinHybridGetStateSize_G729E_32f(int* pSize) noexcept {

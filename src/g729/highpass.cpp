@@ -109,11 +109,7 @@ void filterBlocks(Qol16s* x, int len, State& st) {
 } // namespace
 
 QolStatus qolsHighPassFilterSize_G729(int* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(State);
-    return qolStsNoErr;
+    return giveSize(sizeof(State), pSize);
 }
 
 QolStatus qolsHighPassFilterInit_G729(const Qol16s* pCoeffs, Qol8u* pState) noexcept {

@@ -91,11 +91,7 @@ Qol16s scaled(Qol16s innovation, Qol16s gain) {
 } // namespace
 
 QolStatus qolsPhaseDispersionGetStateSize_G729D_16s(int* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(State);
-    return qolStsNoErr;
+    return giveSize(sizeof(State), pSize);
 }
 
 QolStatus qolsPhaseDispersionInit_G729D_16s(Qol8u* pState) noexcept {

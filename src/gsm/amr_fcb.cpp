@@ -235,11 +235,7 @@ QolStatus qolsAlgebraicCodebookSearchEX_GSMAMR_16s(Qol16s valIntLag, Qol16s valP
 }
 
 QolStatus qolsAlgebraicCodebookSearchGetBufferSize_GSMAMR_16s(Qol32s* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = amr::kBufferBytes;
-    return qolStsNoErr;
+    return giveSize(amr::kBufferBytes, pSize);
 }
 
 QolStatus qolsFixedCodebookDecode_GSMAMR_16s(const Qol16s* pIndices, Qol16s* pFixedVec,

@@ -273,11 +273,7 @@ void storeState(const State& s, State* pState) {
 } // namespace
 
 QolStatus qolsALCGetStateSize_G169_16s(Qol32s* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(State);
-    return qolStsNoErr;
+    return giveSize(sizeof(State), pSize);
 }
 
 QolStatus qolsALCInit_G169_16s(QolsALCState_G169_16s* pState) noexcept {

@@ -153,11 +153,7 @@ Sums rta::searchPulses(const Steps& steps, Field& f, const Qol32f* target, const
 }
 
 QolStatus qolsFixedCodebookSearch_RTA_GetBufferSize_32f(Qol32s* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = kBufferBytes;
-    return qolStsNoErr;
+    return giveSize(kBufferBytes, pSize);
 }
 
 QolStatus qolsFixedCodebookSearchBuffer_RTA_32f(const Qol32f* pTarget, const Qol32f* pImp,

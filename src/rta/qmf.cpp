@@ -55,11 +55,7 @@ void keepHistory(const Phases& p, int total, int count, Qol32f* history) {
 } // namespace
 
 QolStatus qolsQMFGetStateSize_RTA_32f(Qol32s* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(QolsQMFState_RTA);
-    return qolStsNoErr;
+    return giveSize(sizeof(QolsQMFState_RTA), pSize);
 }
 
 QolStatus qolsQMFInit_RTA_32f(QolsQMFState_RTA* pState, Qol32s numTaps) noexcept {

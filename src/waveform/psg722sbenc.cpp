@@ -8,14 +8,6 @@ namespace qolsc {
 
 namespace {
 
-QolStatus stateSize(Qol32s* pSize) {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = kG722StateBytes;
-    return qolStsNoErr;
-}
-
 QolStatus initState(QolsSBADPCMState_G722* pState) {
     if (anyNull(pState)) {
         return qolStsNullPtrErr;
@@ -47,9 +39,13 @@ void decodeStep(g722::Pair& pair, const Qol16s* pSrc, Qol16s* pDst) {
 
 } // namespace
 
-QolStatus qolsSBADPCMEncodeStateSize_G722_16s(Qol32s* pSize) noexcept { return stateSize(pSize); }
+QolStatus qolsSBADPCMEncodeStateSize_G722_16s(Qol32s* pSize) noexcept {
+    return giveSize(kG722StateBytes, pSize);
+}
 
-QolStatus qolsSBADPCMDecodeStateSize_G722_16s(Qol32s* pSize) noexcept { return stateSize(pSize); }
+QolStatus qolsSBADPCMDecodeStateSize_G722_16s(Qol32s* pSize) noexcept {
+    return giveSize(kG722StateBytes, pSize);
+}
 
 QolStatus qolsSBADPCMEncodeInit_G722_16s(QolsSBADPCMState_G722* pState) noexcept {
     return initState(pState);

@@ -86,11 +86,7 @@ void decodeLaw(QolsDecodeState_G726& state, const Qol8u* pSrc, Qol16s* pDst, Qol
 } // namespace
 
 QolStatus qolsDecodeGetStateSize_G726_8u16s(Qol32s* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(QolsDecodeState_G726);
-    return qolStsNoErr;
+    return giveSize(sizeof(QolsDecodeState_G726), pSize);
 }
 
 QolStatus qolsDecodeInit_G726_8u16s(QolsDecodeState_G726* pState, QolSpchBitRate rate,

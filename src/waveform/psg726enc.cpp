@@ -29,11 +29,7 @@ void encode(QolsEncodeState_G726& state, const Qol16s* pSrc, Qol8u* pDst, Qol32s
 } // namespace
 
 QolStatus qolsEncodeGetStateSize_G726_16s8u(Qol32s* pSize) noexcept {
-    if (anyNull(pSize)) {
-        return qolStsNullPtrErr;
-    }
-    *pSize = sizeof(QolsEncodeState_G726);
-    return qolStsNoErr;
+    return giveSize(sizeof(QolsEncodeState_G726), pSize);
 }
 
 QolStatus qolsEncodeInit_G726_16s8u(QolsEncodeState_G726* pState, QolSpchBitRate rate) noexcept {
