@@ -42,28 +42,27 @@ Bits usedBits(const Qol16s* pSrc, int len) {
     return {m, a};
 }
 
-void shiftLeft(const Qol16s* pSrc, Qol16s* pDst, int len, int count) {
-    using namespace simd;
-    const i128 n = _mm_cvtsi32_si128(count);
+template <typename Vector, typename Scalar>
+void shiftAll(const Qol16s* pSrc, Qol16s* pDst, int len, Vector vector, Scalar scalar) {
     int i = 0;
     for (; i + 8 <= len; i += 8) {
-        store(pDst + i, _mm_sll_epi16(load(pSrc + i), n));
+        simd::store(pDst + i, vector(simd::load(pSrc + i)));
     }
     for (; i < len; ++i) {
-        pDst[i] = wrap16(Qol64s{pSrc[i]} * (Qol64s{1} << count));
+        pDst[i] = scalar(pSrc[i]);
     }
 }
-
+void shiftLeft(const Qol16s* pSrc, Qol16s* pDst, int len, int count) {
+    const simd::i128 n = _mm_cvtsi32_si128(count);
+    shiftAll(
+        pSrc, pDst, len, [n](simd::i128 x) { return _mm_sll_epi16(x, n); },
+        [count](Qol16s x) { return wrap16(Qol64s{x} * (Qol64s{1} << count)); });
+}
 void shiftRight(const Qol16s* pSrc, Qol16s* pDst, int len, int count) {
-    using namespace simd;
-    const i128 n = _mm_cvtsi32_si128(count);
-    int i = 0;
-    for (; i + 8 <= len; i += 8) {
-        store(pDst + i, _mm_sra_epi16(load(pSrc + i), n));
-    }
-    for (; i < len; ++i) {
-        pDst[i] = static_cast<Qol16s>(pSrc[i] >> count);
-    }
+    const simd::i128 n = _mm_cvtsi32_si128(count);
+    shiftAll(
+        pSrc, pDst, len, [n](simd::i128 x) { return _mm_sra_epi16(x, n); },
+        [count](Qol16s x) { return static_cast<Qol16s>(x >> count); });
 }
 
 /// Brings the vector to exactly *pScale bits of headroom; returns the left shifts applied. A vector

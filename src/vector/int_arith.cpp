@@ -111,6 +111,20 @@ i128 lowWords(i128 a, i128 b) {
     return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0x88));
 }
 
+/// The instruction's shift of all lanes, by any count above 0.
+template <int N, typename T, typename Lanes>
+QolStatus shiftBy(const T* pSrc, int shift, T* pDst, int len, Lanes lanes) {
+    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
+        return status;
+    }
+    if (shift < 0) {
+        return qolStsShiftErr;
+    }
+    const i128 n = count(shift);
+    mapBlocks<N>([=](const T* p) { return lanes(load(p), n); }, pDst, len, pSrc);
+    return qolStsNoErr;
+}
+
 } // namespace
 
 QolStatus qolsAdd_16s(const Qol16s* pSrc1, const Qol16s* pSrc2, Qol16s* pDst, int len) noexcept {
@@ -249,21 +263,9 @@ QolStatus qolsMagSquared_32sc32s_Sfs(const Qol32sc* pSrc, Qol32s* pDst, int len,
 }
 
 QolStatus qolsLShiftC_16s(const Qol16s* pSrc, int shift, Qol16s* pDst, int len) noexcept {
-    if (shift == 0) {
-        return qolsMove_16s(pSrc, pDst, len);
-    }
-    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
-        return status;
-    }
-    if (shift < 0) {
-        return qolStsShiftErr;
-    }
-    if (shift > 15) {
-        return qolsZero_16s(pDst, len);
-    }
-    const i128 n = count(shift);
-    mapBlocks<8>([n](const Qol16s* p) { return _mm_sll_epi16(load(p), n); }, pDst, len, pSrc);
-    return qolStsNoErr;
+    return shift == 0 ? qolsMove_16s(pSrc, pDst, len)
+                      : shiftBy<8>(pSrc, shift, pDst, len,
+                                   [](i128 x, i128 n) { return _mm_sll_epi16(x, n); });
 }
 QolStatus qolsLShiftC_16u(const Qol16u* pSrc, int shift, Qol16u* pDst, int len) noexcept {
     return qolsLShiftC_16s(reinterpret_cast<const Qol16s*>(pSrc), shift,
@@ -271,18 +273,9 @@ QolStatus qolsLShiftC_16u(const Qol16u* pSrc, int shift, Qol16u* pDst, int len) 
 }
 
 QolStatus qolsRShiftC_16s(const Qol16s* pSrc, int shift, Qol16s* pDst, int len) noexcept {
-    if (shift == 0) {
-        return qolsMove_16s(pSrc, pDst, len);
-    }
-    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
-        return status;
-    }
-    if (shift < 0) {
-        return qolStsShiftErr;
-    }
-    const i128 n = count(shift);
-    mapBlocks<8>([n](const Qol16s* p) { return _mm_sra_epi16(load(p), n); }, pDst, len, pSrc);
-    return qolStsNoErr;
+    return shift == 0 ? qolsMove_16s(pSrc, pDst, len)
+                      : shiftBy<8>(pSrc, shift, pDst, len,
+                                   [](i128 x, i128 n) { return _mm_sra_epi16(x, n); });
 }
 QolStatus qolsRShiftC_32s(const Qol32s* pSrc, int shift, Qol32s* pDst, int len) noexcept {
     if (shift == 0) {
@@ -290,15 +283,7 @@ QolStatus qolsRShiftC_32s(const Qol32s* pSrc, int shift, Qol32s* pDst, int len) 
         return qolsMove_32f(reinterpret_cast<const Qol32f*>(pSrc), reinterpret_cast<Qol32f*>(pDst),
                             len);
     }
-    if (const QolStatus status = vectorArgs(len, pSrc, pDst)) {
-        return status;
-    }
-    if (shift < 0) {
-        return qolStsShiftErr;
-    }
-    const i128 n = count(shift);
-    mapBlocks<4>([n](const Qol32s* p) { return _mm_sra_epi32(load(p), n); }, pDst, len, pSrc);
-    return qolStsNoErr;
+    return shiftBy<4>(pSrc, shift, pDst, len, [](i128 x, i128 n) { return _mm_sra_epi32(x, n); });
 }
 
 } // namespace qolsc
