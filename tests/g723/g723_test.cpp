@@ -3,6 +3,7 @@
 // and back.
 #include "codecs/g7231/decoder.h"
 #include "codecs/g7231/encoder.h"
+#include "codecs/g7231/filters.h"
 #include "g723/acelp.h"
 #include "g723/adaptive.h"
 #include "g723/multipulse.h"
@@ -11,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 using namespace qolsc::test;
@@ -84,6 +86,28 @@ TEST(G723Sequences, decoder) {
         }
         EXPECT_EQ(samples, out.size()) << s.input;
         codec::closeDecoder(decoder);
+    }
+}
+
+/// Quiet blocks, which take plain sums, and loud ones, whose sums saturate.
+TEST(G723Filters, equalTheirDefinitions) {
+    Random r;
+    for (int round = 0; round < 2000; ++round) {
+        const int amplitude = 32767 >> round % 6, size = 32767 >> round / 6 % 5;
+        const auto x = noise16(r, codec::kSubframe, amplitude);
+        const auto past = noise16(r, codec::kLine, amplitude);
+        codec::Vector10 c;
+        for (Qol16s& v : c) {
+            v = round % 97 == 0 ? Qol16s{-32768} : static_cast<Qol16s>(uniform(r, -size, size));
+        }
+        auto line = past, expectedLine = past;
+        codec::synthesis(c, x.data(), line.data());
+        codec::synthesisPlain(c, x.data(), expectedLine.data());
+        ASSERT_EQ(line, expectedLine) << round;
+        Qol32s w[codec::kSubframe], expected[codec::kSubframe];
+        codec::allZero(c, past.data(), w);
+        codec::allZeroPlain(c, past.data(), expected);
+        ASSERT_TRUE(std::equal(w, w + codec::kSubframe, expected)) << round;
     }
 }
 

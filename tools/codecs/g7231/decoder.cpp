@@ -2,9 +2,9 @@
 // Decoder of G.723.1: speech frames, lost ones, comfort noise (ITU-T G.723.1 3, Annex A).
 #include "codecs/g7231/decoder.h"
 
+#include "codecs/g7231/filters.h"
 #include "codecs/g7231/noise.h"
 #include "codecs/g7231/tables.h"
-#include "qolsc/common.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -45,22 +45,8 @@ void keepLast(const Qol16s* line, Vector10& memory) {
     std::reverse_copy(line + kSubframe, line + kSubframe + kOrder, memory.begin());
 }
 
-/// Whether start + sum of 2 c[i] x[i] stays within 32 bits at every step, with |start| at most
-/// `first` and any x of the line.
-bool cannotSaturate(const Vector10& c, const Qol16s* line, Qol32s first) {
-    Qol64s sum = 0;
-    for (const Qol16s v : c) {
-        sum += std::abs(Qol32s{v});
-    }
-    Qol32s most = 0;
-    for (int i = 0; i < kOrder + kSubframe; ++i) {
-        most = std::max(most, std::abs(Qol32s{line[i]}));
-    }
-    return 2 * sum * most + first <= INT32_MAX;
-}
-
-/// dotDoubled where nothing can saturate: at most 63 products of values with three bits of headroom
-/// (2 * 63 * 2^24 < 2^31), or squares of both whose sum is below 2^31.
+/// dotDoubled where nothing can saturate: at most 63 products of values with three bits of
+/// headroom, 2 * 63 * 2^24 < 2^31.
 Qol32s dotUnlimited(const Qol16s* x, const Qol16s* y, int n) {
     Qol32u sum = 0;
     for (int i = 0; i < n; ++i) {
@@ -69,13 +55,6 @@ Qol32s dotUnlimited(const Qol16s* x, const Qol16s* y, int n) {
     return static_cast<Qol32s>(2 * sum);
 }
 Qol32s dotLimited(const Qol16s* x, const Qol16s* y, int n) { return dotDoubled(x, y, n); }
-Qol64s squares(const Qol16s* x, int n) {
-    Qol64s sum = 0;
-    for (int i = 0; i < n; ++i) {
-        sum += x[i] * x[i];
-    }
-    return sum;
-}
 
 /// Largest positive correlation of a block with that at a distance around `lag`; lag 0 for none.
 using Dot = Qol32s (*)(const Qol16s*, const Qol16s*, int);
@@ -101,10 +80,7 @@ Match matchAround(const Qol16s* x, int n, int lag, int sign, int room) {
 /// Voicing of the frame's last 120 samples, for erasures and noise to come. G.723.1 3.10.
 void checkVoicing(Decoder& d, const Qol16s* buffer, int shift, int lag) {
     const Qol16s* x = buffer + kPast + kFrame - 120;
-    lag = std::min(lag, 142);
-    const bool limited = squares(x, 120) + squares(x - lag - 3, 126) > INT32_MAX;
-    const Match m = limited ? matchAround<dotLimited>(x, 120, lag, -1, 1000)
-                            : matchAround<dotUnlimited>(x, 120, lag, -1, 1000);
+    const Match m = matchAround<dotLimited>(x, 120, std::min(lag, 142), -1, 1000);
     const Qol16s t = round_fx(dotDoubled(x, x, 120));
     d.voicedLag = 0;
     d.energy = t;
@@ -215,44 +191,12 @@ void lostExcitation(Decoder& d, Qol16s* x) {
     pushHistory(d.past, x + kFrame - kPast, kPast);
 }
 
-/// The definition, and the library's filter, which is the same where no sum saturates.
 void synthesise(Decoder& d, const Vector10& a, const Qol16s* x, Qol16s* y) {
-    Qol16s line[kOrder + kSubframe], lpc[kOrder + 1] = {4096}; // 2^13 x in the doubled sums
+    Qol16s line[kLine];
     layOut(d.synthesis, line);
-    std::transform(a.begin(), a.end(), lpc + 1, negate);
-    qolsSynthesisFilter_NR_16s_Sfs(lpc, x, line + kOrder, kSubframe, 13, line);
-    if (!cannotSaturate(a, line, 1 << 28) || *std::min_element(a.begin(), a.end()) == -32768) {
-        for (int n = 0; n < kSubframe; ++n) {
-            Qol32s sum = x[n] * (1 << 13);
-            for (int j = 0; j < kOrder; ++j) {
-                sum = L_mac(sum, a[static_cast<std::size_t>(j)], line[kOrder + n - 1 - j]);
-            }
-            line[kOrder + n] = round_fx(L_shl(sum, 2));
-        }
-    }
+    synthesis(a, x, line);
     std::copy_n(line + kOrder, kSubframe, y);
     keepLast(line, d.synthesis);
-}
-
-/// w[n] = 2^14 x[n] - sum of 2 zero[j] x[n - 1 - j]; x stands in line behind its past.
-void allZero(const Vector10& zero, const Qol16s* line, Qol32s* w) {
-    const Qol16s* x = line + kOrder;
-    for (int n = 0; n < kSubframe; ++n) {
-        w[n] = x[n] * (1 << 14);
-    }
-    const bool limited = !cannotSaturate(zero, line, 1 << 29);
-    for (int j = 0; j < kOrder; ++j) {
-        const Qol16s c = zero[static_cast<std::size_t>(j)];
-        if (limited) {
-            for (int n = 0; n < kSubframe; ++n) {
-                w[n] = L_msu(w[n], c, x[n - 1 - j]);
-            }
-        } else {
-            for (int n = 0; n < kSubframe; ++n) {
-                w[n] -= 2 * (c * x[n - 1 - j]);
-            }
-        }
-    }
 }
 
 /// w[n] = 4 (w[n] + sum of 2 pole[j] y[n - 1 - j]), y = w rounded, in line behind its past.
@@ -284,7 +228,7 @@ Qol32s formantPostFilter(Decoder& d, const Vector10& a, Qol16s* x) {
     }
     d.tilt = round_fx(L_mac(L_msu(L_deposit_h(d.tilt), d.tilt, 0x2000), t, 0x2000));
     const auto k = static_cast<Qol16s>(mult(d.tilt, -0x4000) & ~3);
-    Qol16s in[kOrder + kSubframe], filtered[kOrder + kSubframe];
+    Qol16s in[kLine], filtered[kLine];
     Qol32s w[kSubframe];
     layOut(d.zeroPast, in);
     std::copy_n(x, kSubframe, in + kOrder);
