@@ -101,16 +101,25 @@ QolStatus updateSteps(const Qol32fc** ppSrc, const Qol32fc* pError, Qol64f* pSte
     return qolStsNoErr;
 }
 
-/// Energies of the coefficients of eight bands from i on.
+/// Energies of the coefficients of eight bands from i on. Even and odd taps apart: one chain of
+/// additions would wait for itself.
 simd::f256 tileEnergy(Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i) {
     using namespace simd;
-    f256 low = zerof(), high = zerof(); // squares of re, im, re, im ...
-    for (Qol32s j = 0; j < numSegments; ++j) {
+    f256 low[2] = {zerof(), zerof()}, high[2] = {zerof(), zerof()}; // squares of re, im, re, im ...
+    const auto add = [&](Qol32s j, int k) {
         const f256 a = loadf(&ppCoefs[j][i].re), b = loadf(&ppCoefs[j][i + 4].re);
-        low = addf(low, mulf(a, a));
-        high = addf(high, mulf(b, b));
+        low[k] = addf(low[k], mulf(a, a));
+        high[k] = addf(high[k], mulf(b, b));
+    };
+    Qol32s j = 0;
+    for (; j + 2 <= numSegments; j += 2) {
+        add(j, 0);
+        add(j + 1, 1);
     }
-    return powers8(low, high);
+    if (j < numSegments) {
+        add(j, 0);
+    }
+    return powers8(addf(low[0], low[1]), addf(high[0], high[1]));
 }
 /// The same of one band, two taps a vector.
 Qol32f bandEnergy(Qol32fc* const* ppCoefs, Qol32s numSegments, Qol32s i) {

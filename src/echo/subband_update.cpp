@@ -127,6 +127,39 @@ void updateApPlain_32fc(const Qol64f* const* ppStepSize, const Qol32fc* const* p
 
 namespace {
 
+/// Order 2, bands i to i + 2 * Pairs - 1. A row of the far end serves two taps: it is widened once,
+/// and kept with its parts exchanged. Halving the scaled errors in place of the sum is exact.
+template <int Pairs>
+inline void updateTileOverTwo(const Qol64f* const* ppStepSize, const Qol32fc* const* ppSrc,
+                              const Qol32fc* const* ppError, Qol32fc* const* ppCoefs,
+                              Qol32s numSegments, Qol32s i) {
+    ScaledErrors a[2][Pairs];
+    d256 x[Pairs], crossed[Pairs]; // the newer row's
+    const d256 half = simd::splatd(0.5);
+    for (int p = 0; p < Pairs; ++p) {
+        const Qol32s band = i + 2 * p;
+        for (int k = 0; k < 2; ++k) {
+            a[k][p] = scaleErrors2(ppStepSize[k] + band, ppError[k] + band);
+            a[k][p] = {simd::muld(half, a[k][p].straight), simd::muld(half, a[k][p].crossed)};
+        }
+        x[p] = simd::widen2(ppSrc[0] + band);
+        crossed[p] = simd::exchange(x[p]);
+    }
+    for (Qol32s j = 0; j < numSegments; ++j) {
+        const Qol32fc* const older = ppSrc[j + 1] + i;
+        Qol32f* const c = &ppCoefs[j][i].re;
+        for (int p = 0; p < Pairs; ++p) {
+            const d256 newer = simd::addd(simd::muld(x[p], a[0][p].straight),
+                                          simd::muld(crossed[p], a[0][p].crossed));
+            x[p] = simd::widen2(older + 2 * p);
+            crossed[p] = simd::exchange(x[p]);
+            const d256 sum = simd::addd(newer, simd::addd(simd::muld(x[p], a[1][p].straight),
+                                                          simd::muld(crossed[p], a[1][p].crossed)));
+            _mm_storeu_ps(c + 4 * p, updated(_mm_loadu_ps(c + 4 * p), sum));
+        }
+    }
+}
+
 /// Order is apOrder, or 0 where that is known at run time only.
 template <int Order>
 void updateAp(const Qol64f* const* ppStepSize, const Qol32fc* const* ppSrc,
@@ -144,6 +177,11 @@ void updateAp(const Qol64f* const* ppStepSize, const Qol32fc* const* ppSrc,
         return simd::muld(g, sum);
     };
     Qol32s i = 0;
+    if constexpr (Order == 2) {
+        for (; i + 4 <= numSubbands; i += 4) {
+            updateTileOverTwo<2>(ppStepSize, ppSrc, ppError, ppCoefs, numSegments, i);
+        }
+    }
     for (; i + 2 <= numSubbands; i += 2) {
         for (Qol32s k = 0; k < order; ++k) {
             a[k] = scaleErrors2(ppStepSize[k] + i, ppError[k] + i);
