@@ -15,7 +15,8 @@
 //   passes      = segSNR of what passes with a silent far end, that is the filter bank's part in it
 //
 // With --bound: what the best filters that don't change could reach in the sub-bands, by least
-// squares over the first 20 s of each scene without noise, with the windows of --economy and ours.
+// squares over the first 20 s of each scene without noise: with the library's windows, the engines'
+// and those of --low-delay.
 #include "aec/bank.h"
 #include "aec/canceller.h"
 #include "aec/engines.h"
@@ -50,14 +51,14 @@ struct Canceller {
     std::function<Samples(int rate, const Samples& far, const Samples& near)> run;
 };
 
-Canceller ours(const std::string& engine, bool economy = false) {
-    return {engine + (economy ? " eco" : ""),
+Canceller ours(const std::string& engine, bool lowDelay = false) {
+    return {engine + (lowDelay ? " low" : ""),
             [=](int rate, const Samples& far, const Samples& near) {
                 return cancelEcho({.engine = aecEngineNamed(engine),
                                    .rate = rate,
                                    .tailMs = kTailMs,
                                    .suppress = false,
-                                   .economy = economy},
+                                   .lowDelay = lowDelay},
                                   far, near)
                     .output;
             }};
@@ -262,16 +263,28 @@ void subtractBest(const Bands& far, Bands& near, std::size_t band, std::size_t t
 
 void showBound(int rate, const Samples& far, const Samples& echo) {
     constexpr double kTo = 20;
-    for (const bool economy : {true, false}) {
-        const Bank bank = bankOf({.rate = rate, .tailMs = kTailMs, .economy = economy});
+    const int twice = rate / 8000;
+    const int samples = kTailMs * rate / 1000, hop = twice == 1 ? 24 : 44;
+    const struct {
+        const char* name;
+        Bank bank;
+    } forms[] = {
+        {"library's",
+         {4 + twice, hop, 128 * twice, 16 * twice + 1, (samples + hop - 1) / hop, 0, {}, {}}},
+        {"engines'", bankOf({.rate = rate, .tailMs = kTailMs})},
+        {"low delay", bankOf({.rate = rate, .tailMs = kTailMs, .lowDelay = true})}};
+    for (const auto& [name, bank] : forms) {
         const Bands x = analyse(bank, cut(far, rate, 0, kTo));
         Bands d = analyse(bank, cut(echo, rate, 0, kTo));
+        const Bands before(static_cast<std::size_t>(bank.ahead), d[0]); // silent as yet
+        d.insert(d.begin(), before.begin(), before.end());
+        d.resize(x.size());
         for (std::size_t band = 0; band < static_cast<std::size_t>(bank.bands); ++band) {
             subtractBest(x, d, band, static_cast<std::size_t>(bank.segments));
         }
+        d.erase(d.begin(), d.begin() + bank.ahead);
         const Samples left = synthesise(bank, d);
-        std::printf("%-15s %6.1f dB from 2 to 19 s\n", economy ? "library's" : "ours",
-                    ratio(echo, left, rate, 2, kTo - 1));
+        std::printf("%-15s %6.1f dB from 2 to 19 s\n", name, ratio(echo, left, rate, 2, kTo - 1));
         std::fflush(stdout);
     }
 }

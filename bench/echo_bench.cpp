@@ -65,12 +65,12 @@ void runEngine(benchmark::State& st, AecRunner (*make)(const AecSettings&),
     runFrames(st, ends(settings.rate), runner.frameSize, runner.run);
 }
 
-/// Arguments: rate, whether in the economical form: the library's windows, one row of adaptation.
+/// Arguments: rate, whether with low delay.
 AecSettings subbandSettings(const benchmark::State& st) {
     return {.rate = static_cast<int>(st.range(0)),
             .tailMs = kTailMs,
             .suppress = false,
-            .economy = st.range(1) != 0};
+            .lowDelay = st.range(1) != 0};
 }
 void forms(benchmark::internal::Benchmark* b) {
     b->Args({8000, 1})->Args({16000, 1})->Args({8000, 0})->Args({16000, 0});

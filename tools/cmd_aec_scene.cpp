@@ -26,6 +26,12 @@ void run(const Options& options) {
         !(settings.delayMs >= 0 && settings.delayMs <= 1000)) {
         fail("--room is above 0, --delay not below, and both are at most 1000 ms");
     }
+    if (!(settings.talkFrom >= 0 && settings.changeAt >= 0)) {
+        fail("--talk-from and --change-at are seconds from 0 on");
+    }
+    if (std::isnan(settings.noiseDb + settings.echoDb + settings.talkDb)) {
+        fail("--noise, --echo-level and --talk-level are levels in dB");
+    }
     const Audio far = readMono(options.far, settings.rate, options.adaptation, {}, "the scene");
     Audio talk;
     if (!options.talk.empty()) {

@@ -104,7 +104,7 @@ TEST_F(Program, cancellerAndScene) {
                         "--echo echo.wav in.wav near.wav");
     EXPECT_EQ(readAudio(at("near.wav")).samples.size(), speech.size());
     EXPECT_EQ(readAudio(at("echo.wav")).samples.size(), speech.size());
-    const Result result = run("qolsc aec in.wav near.wav out.wav --economy --report page.html");
+    const Result result = run("qolsc aec in.wav near.wav out.wav --low-delay --report page.html");
     EXPECT_EQ(result.code, 0);
     EXPECT_NE(result.out.find("near over output"), std::string::npos);
     EXPECT_EQ(readAudio(at("out.wav")).samples.size(), speech.size());
@@ -122,6 +122,9 @@ TEST_F(Program, cancellerAndScene) {
     expectError("qolsc aec in.wav near.wav nowhere/x.wav", {"nowhere/x.wav"});
     expectError("qolsc aec-scene --room 0 in.wav x.wav", {"--room"});
     expectError("qolsc aec-scene --rate 7 in.wav x.wav", {"--rate"});
+    expectError("qolsc aec-scene --noise nan in.wav x.wav", {"--noise"});
+    expectError("qolsc aec-scene --talk-from -1 in.wav x.wav", {"--talk-from"});
+    expectError("qolsc aec-scene --change-at -1 in.wav x.wav", {"--change-at"});
     EXPECT_FALSE(std::filesystem::exists(at("x.wav")));
 }
 

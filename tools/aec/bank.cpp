@@ -11,8 +11,6 @@ namespace qolsc::tools {
 
 namespace {
 
-constexpr double kBeta = 8; // first zero at 1.4 bins, aliases begin at 1.33
-
 double bessel0(double x) {
     double sum = 1, term = 1;
     for (int k = 1; k < 40; ++k) {
@@ -22,11 +20,11 @@ double bessel0(double x) {
     return sum;
 }
 
-std::vector<double> kaiser(int length) {
+std::vector<double> kaiser(int length, double beta) {
     std::vector<double> w;
     for (int n = 0; n < length; ++n) {
         const double t = (2.0 * n + 1) / length - 1;
-        w.push_back(bessel0(kBeta * std::sqrt(1 - t * t)) / bessel0(kBeta));
+        w.push_back(bessel0(beta * std::sqrt(1 - t * t)) / bessel0(beta));
     }
     return w;
 }
@@ -77,15 +75,18 @@ std::vector<double> dual(const std::vector<double>& h, int size, int frameSize) 
 
 Bank bankOf(const AecSettings& settings) {
     const int twice = settings.rate == 8000 ? 0 : 1;
-    Bank bank{};
-    if (settings.economy) {
-        bank = twice ? Bank{6, 44, 256, 0, 0, {}, {}} : Bank{5, 24, 128, 0, 0, {}, {}};
-    } else {
-        bank = {6 + twice, 24 << twice, 128 << twice, 0, 0, kaiser(128 << twice), {}};
-        bank.synthesis = dual(bank.analysis, 1 << bank.order, bank.frameSize);
-        // The library applies a synthesis window backwards.
-        std::reverse(bank.synthesis.begin(), bank.synthesis.end());
-    }
+    // The windows' spectra have their first zeros 1.37 and 1.33 transform bins from the middle,
+    // where aliases begin at 1.33 and 1.28.
+    Bank bank =
+        settings.lowDelay ? Bank{6, 24, 128, 0, 0, 0, {}, {}} : Bank{7, 50, 256, 0, 0, 2, {}, {}};
+    const double beta = settings.lowDelay ? 8 : 7.75;
+    bank.order += twice;
+    bank.frameSize <<= twice;
+    bank.windowLen <<= twice;
+    bank.analysis = kaiser(bank.windowLen, beta);
+    bank.synthesis = dual(bank.analysis, 1 << bank.order, bank.frameSize);
+    // The library applies a synthesis window backwards.
+    std::reverse(bank.synthesis.begin(), bank.synthesis.end());
     bank.bands = (1 << bank.order) / 2 + 1;
     const int samples = settings.tailMs * settings.rate / 1000;
     bank.segments = std::clamp((samples + bank.frameSize - 1) / bank.frameSize, 1, 255);

@@ -16,12 +16,15 @@ struct Bank {
     int windowLen;
     int bands;
     int segments; ///< frames that cover the tail
-    /// Empty: the library's own. Otherwise analysis and synthesis differ.
-    std::vector<double> analysis, synthesis;
+    /// Frames by which the near end is held back: a window spreads an echo to both sides, and a
+    /// band's filter needs the taps before the echo, too, where that has little delay of its own.
+    int ahead;
+    std::vector<double> analysis, synthesis; ///< which differ
 };
 
-/// With economy the library's windows; else a transform twice as long at the same frame and delay:
-/// a Kaiser window whose stop band begins where aliases do, and its dual, which rebuilds exactly.
+/// Transforms of half the window: a Kaiser window whose stop band begins where aliases do, and its
+/// dual, which rebuilds exactly. The delay is 38 ms (256 samples less one frame and two frames, at
+/// 8 kHz), with low delay 13 ms, for which there are twice as many coefficients to a sample.
 Bank bankOf(const AecSettings& settings);
 
 } // namespace qolsc::tools

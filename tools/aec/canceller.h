@@ -14,10 +14,10 @@ enum class AecEngine { subband, subbandFixed, subbandDt, fullband, fullbandFixed
 
 struct AecSettings {
     AecEngine engine = AecEngine::subband;
-    int rate = 8000;      ///< 8000 or 16000
-    int tailMs = 128;     ///< length of the echo path that the filters cover
-    bool suppress = true; ///< residual suppression by the controller's factor
-    bool economy = false; ///< sub-bands: the library's windows and one row, in half the time
+    int rate = 8000;       ///< 8000 or 16000
+    int tailMs = 128;      ///< length of the echo path that the filters cover
+    bool suppress = true;  ///< residual suppression by the controller's factor
+    bool lowDelay = false; ///< sub-bands: 13 ms in place of 38 ms, in twice the time
 };
 
 /// What the canceller did, frame by frame.

@@ -95,9 +95,7 @@ Scene makeScene(const SceneSettings& settings, std::span<const std::int16_t> far
                 std::span<const std::int16_t> talk) {
     const std::vector<double> paths[2] = {roomResponse(settings, false),
                                           roomResponse(settings, true)};
-    const auto change = settings.changeAt < 0
-                            ? far.size()
-                            : static_cast<std::size_t>(settings.changeAt * settings.rate);
+    const double change = settings.changeAt * settings.rate;
     const auto from = static_cast<std::size_t>(std::max(0.0, settings.talkFrom) * settings.rate);
     const double talkGain = std::pow(10, settings.talkDb / 20);
     const double noiseGain =
@@ -105,7 +103,7 @@ Scene makeScene(const SceneSettings& settings, std::span<const std::int16_t> far
     Noise noise{settings.seed};
     Scene scene;
     for (std::size_t n = 0; n < far.size(); ++n) {
-        const std::vector<double>& h = paths[n >= change];
+        const std::vector<double>& h = paths[static_cast<double>(n) >= change];
         double echo = 0;
         for (std::size_t k = 0; k < h.size() && k <= n; ++k) {
             echo += h[k] * far[n - k];

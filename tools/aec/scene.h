@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -16,7 +17,8 @@ struct SceneSettings {
     double noiseDb = -300; ///< level of the noise over full scale; none below -200
     double talkFrom = 0;   ///< seconds, when the talker begins
     double talkDb = 0;     ///< gain on the talker
-    double changeAt = -1;  ///< seconds; from then on the loudspeaker stands elsewhere; none below 0
+    /// Seconds; from then on the loudspeaker stands elsewhere.
+    double changeAt = std::numeric_limits<double>::infinity();
     std::uint32_t seed = 1; ///< of the noise
 };
 

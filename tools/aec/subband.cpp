@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
-#include <type_traits>
+#include <span>
 
 namespace qolsc::tools {
 
@@ -18,20 +18,38 @@ namespace {
 
 std::size_t count(int n) { return static_cast<std::size_t>(n); }
 
-/// Rows of complex numbers; history moves by rotating the pointers.
+/// Rows are read in eights.
+int roomFor(int len) { return (len + 7) / 8 * 8; }
+
+/// Rows of complex numbers, each from a cache line's begin on; history moves by rotating the
+/// pointers.
 template <typename T>
 struct Rows {
-    Rows(int rowCount, int len) : memory(count(rowCount * len)) {
-        for (int j = 0; j < rowCount; ++j) {
-            rows.push_back(&memory[count(j * len)]);
-        }
-    }
-    void rotate() { std::rotate(rows.begin(), rows.end() - 1, rows.end()); }
-    const T** in() { return const_cast<const T**>(rows.data()); }
-    T** inOut() { return rows.data(); }
-    std::vector<T> memory;
+    struct alignas(64) Line {
+        T numbers[8];
+    };
+    std::vector<Line> memory;
     std::vector<T*> rows;
 };
+
+template <typename T>
+Rows<T> makeRows(int rowCount, int len) {
+    const int lines = roomFor(len) / 8;
+    Rows<T> r{std::vector<typename Rows<T>::Line>(count(rowCount * lines)), {}};
+    for (int j = 0; j < rowCount; ++j) {
+        r.rows.push_back(r.memory[count(j * lines)].numbers);
+    }
+    return r;
+}
+template <typename T>
+void rotate(Rows<T>& r) {
+    std::rotate(r.rows.begin(), r.rows.end() - 1, r.rows.end());
+}
+/// As the library takes rows that it reads.
+template <typename T>
+const T** readable(const Rows<T>& r) {
+    return const_cast<const T**>(r.rows.data());
+}
 
 /// A band's coefficients into the other filter.
 template <typename T>
@@ -44,207 +62,295 @@ void copyBand(const Rows<T>& from, Rows<T>& to, std::size_t band) {
 /// What both arithmetics have.
 template <typename T>
 struct Filters {
-    Filters(const AecSettings& settings)
-        : settings(settings), s(bankOf(settings)), far(s.segments + 2, s.bands),
-          adaptive(s.segments, s.bands), fixed(s.segments, s.bands), near(count(s.bands)),
-          adaptiveErr(near), fixedErr(near), scaled{near, near}, blended(near),
-          adaptation(makeAdaptation(s.bands, s.segments,
-                                    static_cast<double>(s.frameSize) / settings.rate,
-                                    !settings.economy)),
-          steps(near.size()) {}
-
-    /// How fast to adapt and whom to believe; steps are the controller's.
-    const std::vector<BandDecision>& decide() {
-        const auto widen = [](std::vector<Complex>& to, const T* from) {
-            for (std::size_t i = 0; i < to.size(); ++i) {
-                to[i] = {static_cast<double>(from[i].re), static_cast<double>(from[i].im)};
-            }
-        };
-        const T* const sources[7] = {far.rows[0],
-                                     far.rows[1],
-                                     far.rows[count(s.segments)],
-                                     far.rows[count(s.segments + 1)],
-                                     near.data(),
-                                     adaptiveErr.data(),
-                                     fixedErr.data()};
-        for (int k = 0; k < 7; ++k) {
-            wide[k].resize(near.size());
-            widen(wide[k], sources[k]);
-        }
-        const auto& decisions = adapt(
-            adaptation, {{wide[0], wide[1]}, {wide[2], wide[3]}, wide[4], wide[5], wide[6], steps});
-        for (std::size_t i = 0; i < decisions.size(); ++i) {
-            const BandDecision& d = decisions[i];
-            steps[i] = d.step;
-            for (int k = 0; k < 2; ++k) {
-                scaled[k][i] = narrow(d.error[k]);
-            }
-            blended[i] = narrow(wide[6][i] + d.blend * (wide[5][i] - wide[6][i]));
-        }
-        return decisions;
-    }
-    static T narrow(Complex z) {
-        if constexpr (std::is_same_v<T, Qol32sc>) {
-            const auto rounded = [](double v) {
-                return static_cast<Qol32s>(std::lrint(std::clamp(v, -2147483647.0, 2147483647.0)));
-            };
-            return {rounded(z.real()), rounded(z.imag())};
-        } else {
-            return {static_cast<float>(z.real()), static_cast<float>(z.imag())};
-        }
-    }
-    /// Coefficients on the adaptation's word, before the controller has its own.
-    void transfer(const std::vector<BandDecision>& decisions) {
-        for (std::size_t i = 0; i < decisions.size(); ++i) {
-            if (adaptation.restore) {
-                copyBand(fixed, adaptive, i);
-            } else if (decisions[i].save) {
-                copyBand(adaptive, fixed, i);
-            }
-        }
-    }
-    AecFrame report(double gain) const {
-        AecFrame frame{0, gain, isDoubleTalk(adaptation) ? 1.0 : 0.0};
-        for (const double v : steps) {
-            frame.step += v / s.bands;
-        }
-        return frame;
-    }
-    void suppress(double gain) {
-        const double factor = aecFactor(settings, gain);
-        for (T& z : blended) {
-            z = narrow({factor * z.re, factor * z.im});
-        }
-    }
-
     AecSettings settings;
     Bank s;
-    Rows<T> far, adaptive, fixed; // the far end's rows reach two frames beyond the filters
-    std::vector<T> near, adaptiveErr, fixedErr, scaled[2], blended;
+    Rows<T> far; ///< a row more than the filters, for the update over two frames
+    Rows<T> near, adaptive, fixed;
+    std::vector<T> adaptiveErr, fixedErr, updateErr[2], blended;
     BandAdaptation adaptation;
-    std::vector<double> steps;
-    std::vector<Complex> wide[7];
+    std::vector<BandFrame> frame;
+    std::vector<double> steps; ///< the controller's, then the update's
 };
+
+template <typename T>
+Filters<T> makeFilters(const AecSettings& settings) {
+    const Bank s = bankOf(settings);
+    const std::vector<T> row(count(roomFor(s.bands)));
+    return {settings,
+            s,
+            makeRows<T>(s.segments + 1, s.bands),
+            makeRows<T>(s.ahead + 1, s.bands),
+            makeRows<T>(s.segments, s.bands),
+            makeRows<T>(s.segments, s.bands),
+            row,
+            row,
+            {row, row},
+            row,
+            makeAdaptation(s.bands, s.segments, static_cast<double>(s.frameSize) / settings.rate),
+            std::vector<BandFrame>(row.size() / 8),
+            std::vector<double>(row.size())};
+}
+
+/// The near end as old as the filters want it.
+template <typename T>
+const T* delayedNear(const Filters<T>& f) {
+    return f.near.rows.back();
+}
+
+/// How fast to adapt and whom to believe, from the controller's steps; leaves the update's.
+template <typename T>
+void decide(Filters<T>& f) {
+    for (std::size_t g = 0; g < f.frame.size(); ++g) {
+        f.frame[g] = {loadEight(f.far.rows[0] + 8 * g), loadEight(delayedNear(f) + 8 * g),
+                      loadEight(&f.adaptiveErr[8 * g]), loadEight(&f.fixedErr[8 * g]),
+                      loadEight(&f.steps[8 * g])};
+    }
+    const auto& decisions = adapt(f.adaptation, f.frame);
+    for (std::size_t g = 0; g < f.frame.size(); ++g) {
+        const BandDecision& d = decisions[g];
+        for (int k = 0; k < 2; ++k) {
+            storeEight(d.error[k], &f.updateErr[k][8 * g]);
+        }
+        storeEight(d.output, &f.blended[8 * g]);
+        for (int k = 0; k < 8; ++k) {
+            f.steps[8 * g + count(k)] = d.step[k];
+        }
+    }
+}
+
+/// Coefficients on the adaptation's word, before the controller has its own.
+template <typename T>
+void transfer(Filters<T>& f) {
+    for (int i = 0; f.adaptation.restore && i < f.s.bands; ++i) {
+        copyBand(f.fixed, f.adaptive, count(i));
+    }
+    for (int i = 0; f.adaptation.saving && i < f.s.bands; ++i) {
+        if (f.adaptation.decisions[count(i / 8)].save[i % 8] > 0) {
+            copyBand(f.adaptive, f.fixed, count(i));
+        }
+    }
+}
+
+template <typename T>
+void suppress(Filters<T>& f, double gain) {
+    const auto factor = static_cast<float>(aecFactor(f.settings, gain));
+    for (std::size_t g = 0; factor != 1 && g < f.frame.size(); ++g) {
+        storeEight(eights(factor) * loadEight(&f.blended[8 * g]), &f.blended[8 * g]);
+    }
+}
+
+template <typename T>
+AecFrame report(const Filters<T>& f, double gain) {
+    AecFrame frame{0, gain, isDoubleTalk(f.adaptation) ? 1.0 : 0.0};
+    for (const BandDecision& d : f.adaptation.decisions) {
+        frame.step += sumOf(d.step) / f.s.bands;
+    }
+    return frame;
+}
+
+/// An engine as the canceller runs it.
+template <typename Engine>
+AecRunner runnerOf(Engine made, AecFrame (*run)(Engine&, const std::int16_t*, const std::int16_t*,
+                                                std::int16_t*)) {
+    auto engine = std::make_shared<Engine>(std::move(made));
+    const Bank& s = engine->f.s;
+    return {s.frameSize, s.windowLen + (s.ahead - 1) * s.frameSize,
+            [engine, run](const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
+                return run(*engine, x, d, y);
+            }};
+}
 
 // ---- float ----
 
+/// Samples are taken times this: the thresholds of controller and adaptation then lie 12 dB lower
+/// under the signal, and the weaker bands adapt as well.
+constexpr float kScale = 4;
+constexpr float kLearningRate = 0.8f;
+
 struct FloatBank {
-    FloatBank(const Bank& s, const std::vector<double>& window)
-        : state(sizes(s, 0)), buffer(sizes(s, 2)) {
-        const std::vector<Qol32f> w(window.begin(), window.end());
-        aecCheck(qolsSubbandProcessInit_32f(p(), s.order, s.frameSize, s.windowLen,
-                                            w.empty() ? nullptr : w.data(), nullptr));
-    }
-    static int sizes(const Bank& s, int which) {
-        Qol32s v[3];
-        aecCheck(qolsSubbandProcessGetSize_32f(s.order, s.windowLen, &v[0], &v[1], &v[2]));
-        return v[which];
-    }
-    QolsSubbandProcessState_32f* p() { return state.as<QolsSubbandProcessState_32f>(); }
-    Qol8u* b() { return buffer.as<Qol8u>(); }
     AecMemory state, buffer;
 };
 
-int floatControllerSize(const Bank& s, int rate) {
-    Qol32s bytes = 0;
-    aecCheck(qolsSubbandControllerGetSize_EC_32f(s.bands, s.frameSize, s.segments, rate, &bytes));
-    return bytes;
+FloatBank makeFloatBank(const Bank& s, const std::vector<double>& window) {
+    Qol32s state = 0, init = 0, buffer = 0;
+    aecCheck(qolsSubbandProcessGetSize_32f(s.order, s.windowLen, &state, &init, &buffer));
+    FloatBank bank{AecMemory(state), AecMemory(buffer)};
+    const std::vector<Qol32f> w(window.begin(), window.end());
+    aecCheck(qolsSubbandProcessInit_32f(bank.state.as<QolsSubbandProcessState_32f>(), s.order,
+                                        s.frameSize, s.windowLen, w.data(), nullptr));
+    return bank;
 }
 
-constexpr float kLearningRate = 0.8f;
-
-struct SubbandFloat : Filters<Qol32fc> {
-    SubbandFloat(const AecSettings& settings)
-        : Filters(settings), farBank(s, s.analysis), nearBank(s, s.analysis),
-          outBank(s, s.synthesis), controller(floatControllerSize(s, settings.rate)),
-          time(count(s.frameSize)) {
-        aecCheck(
-            qolsSubbandControllerInit_EC_32f(c(), s.bands, s.frameSize, s.segments, settings.rate));
-    }
-    QolsSubbandControllerState_EC_32f* c() {
-        return controller.as<QolsSubbandControllerState_EC_32f>();
-    }
-
-    void subtract(Rows<Qol32fc>& coefs, std::vector<Qol32fc>& error) {
-        aecCheck(qolsFIRSubband_EC_32fc(far.in(), coefs.in(), error.data(), s.segments, s.bands));
-        for (std::size_t i = 0; i < error.size(); ++i) {
-            error[i] = {near[i].re - error[i].re, near[i].im - error[i].im};
-        }
-    }
-
-    /// A row of the affine projection after the other, which is faster than both in one call.
-    void update() {
-        for (int k = 0; k < (settings.economy ? 1 : 2); ++k) {
-            aecCheck(qolsFIRSubbandCoeffUpdate_EC_32fc_I(steps.data(), far.in() + k,
-                                                         scaled[k].data(), adaptive.inOut(),
-                                                         s.segments, s.bands));
-        }
-    }
-
-    AecFrame run(const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
-        far.rotate();
-        std::copy_n(x, s.frameSize, time.begin());
-        aecCheck(qolsSubbandAnalysis_32f32fc(time.data(), far.rows[0], farBank.p(), farBank.b()));
-        std::copy_n(d, s.frameSize, time.begin());
-        aecCheck(qolsSubbandAnalysis_32f32fc(time.data(), near.data(), nearBank.p(), nearBank.b()));
-        subtract(adaptive, adaptiveErr);
-        subtract(fixed, fixedErr);
-        aecCheck(qolsSubbandAPControllerUpdate_EC_32f(far.in(), fixedErr.data(), steps.data(), c(),
-                                                      kLearningRate));
-        const auto& decisions = decide();
-        update();
-        transfer(decisions);
-        Qol32f gain = 1;
-        aecCheck(qolsSubbandController_EC_32f(adaptiveErr.data(), fixedErr.data(), adaptive.inOut(),
-                                              fixed.inOut(), &gain, c()));
-        suppress(gain);
-        aecCheck(
-            qolsSubbandSynthesis_32fc32f(blended.data(), time.data(), outBank.p(), outBank.b()));
-        for (int n = 0; n < s.frameSize; ++n) {
-            y[n] = static_cast<std::int16_t>(
-                std::lrint(std::clamp(time[count(n)], -32768.0f, 32767.0f)));
-        }
-        return report(gain);
-    }
-
-    FloatBank farBank, nearBank, outBank;
+struct SubbandFloat {
+    Filters<Qol32fc> f;
+    FloatBank far, near, out;
     AecMemory controller;
     std::vector<float> time;
 };
+
+SubbandFloat makeFloatEngine(const AecSettings& settings) {
+    auto f = makeFilters<Qol32fc>(settings);
+    const Bank& s = f.s;
+    Qol32s bytes = 0;
+    aecCheck(qolsSubbandControllerGetSize_EC_32f(s.bands, s.frameSize, s.segments, settings.rate,
+                                                 &bytes));
+    AecMemory controller(bytes);
+    aecCheck(qolsSubbandControllerInit_EC_32f(controller.as<QolsSubbandControllerState_EC_32f>(),
+                                              s.bands, s.frameSize, s.segments, settings.rate));
+    FloatBank far = makeFloatBank(s, s.analysis), near = makeFloatBank(s, s.analysis),
+              out = makeFloatBank(s, s.synthesis);
+    std::vector<float> time(count(s.frameSize));
+    return {std::move(f),   std::move(far),        std::move(near),
+            std::move(out), std::move(controller), std::move(time)};
+}
+
+void analyse(SubbandFloat& e, FloatBank& bank, const std::int16_t* x, Qol32fc* row) {
+    std::transform(x, x + e.time.size(), e.time.begin(),
+                   [](std::int16_t v) { return kScale * static_cast<float>(v); });
+    aecCheck(qolsSubbandAnalysis_32f32fc(
+        e.time.data(), row, bank.state.as<QolsSubbandProcessState_32f>(), bank.buffer.as<Qol8u>()));
+}
+
+void synthesise(SubbandFloat& e, std::int16_t* y) {
+    aecCheck(qolsSubbandSynthesis_32fc32f(e.f.blended.data(), e.time.data(),
+                                          e.out.state.as<QolsSubbandProcessState_32f>(),
+                                          e.out.buffer.as<Qol8u>()));
+    std::transform(e.time.begin(), e.time.end(), y, [](float v) {
+        const float whole = v * (1 / kScale) + (v < 0 ? -0.5f : 0.5f); // halves away from zero
+        return static_cast<std::int16_t>(std::clamp(whole, -32768.0f, 32767.0f));
+    });
+}
+
+void subtract(const Filters<Qol32fc>& f, const Rows<Qol32fc>& coefs, std::vector<Qol32fc>& error) {
+    aecCheck(qolsFIRSubband_EC_32fc(readable(f.far), readable(coefs), error.data(), f.s.segments,
+                                    f.s.bands));
+    const Qol32fc* const near = delayedNear(f);
+    for (std::size_t i = 0; i < count(f.s.bands); ++i) {
+        error[i] = {near[i].re - error[i].re, near[i].im - error[i].im};
+    }
+}
+
+/// Over two frames at once; the update takes half of their sum.
+void update(Filters<Qol32fc>& f) {
+    for (double& step : f.steps) {
+        step *= 2;
+    }
+    const Qol64f* steps[2] = {f.steps.data(), f.steps.data()};
+    const Qol32fc* errors[2] = {f.updateErr[0].data(), f.updateErr[1].data()};
+    aecCheck(qolsFIRSubbandAPCoeffUpdate_EC_32fc_I(
+        steps, readable(f.far), errors, f.adaptive.rows.data(), static_cast<Qol32u>(f.s.segments),
+        static_cast<Qol32u>(f.s.bands), 2));
+}
+
+AecFrame runFloat(SubbandFloat& e, const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
+    Filters<Qol32fc>& f = e.f;
+    auto* const controller = e.controller.as<QolsSubbandControllerState_EC_32f>();
+    rotate(f.far);
+    rotate(f.near);
+    analyse(e, e.far, x, f.far.rows[0]);
+    analyse(e, e.near, d, f.near.rows[0]);
+    subtract(f, f.adaptive, f.adaptiveErr);
+    subtract(f, f.fixed, f.fixedErr);
+    aecCheck(qolsSubbandAPControllerUpdate_EC_32f(readable(f.far), f.fixedErr.data(),
+                                                  f.steps.data(), controller, kLearningRate));
+    decide(f);
+    update(f);
+    transfer(f);
+    Qol32f gain = 1;
+    aecCheck(qolsSubbandController_EC_32f(f.adaptiveErr.data(), f.fixedErr.data(),
+                                          f.adaptive.rows.data(), f.fixed.rows.data(), &gain,
+                                          controller));
+    suppress(f, gain);
+    synthesise(e, y);
+    return report(f, gain);
+}
 
 // ---- fixed point ----
 
 /// Coefficients are Q18: the energies of filters with unit gain then stay within 32 bits.
 constexpr int kCoefQ = 18;
+/// As the float engine's scale, in places; only that the detector's marks are set for none.
+constexpr int kShift = 2;
 
 struct FixedBank {
-    FixedBank(const Bank& s, const std::vector<double>& window)
-        : state(sizes(s, 0)), buffer(sizes(s, 2)) {
-        std::vector<Qol16s> w_Q13;
-        for (const double v : window) {
-            w_Q13.push_back(static_cast<Qol16s>(std::lrint(v * 8192)));
-        }
-        aecCheck(qolsSubbandProcessInit_16s(p(), s.order, s.frameSize, s.windowLen,
-                                            w_Q13.empty() ? nullptr : w_Q13.data(), nullptr));
-    }
-    static int sizes(const Bank& s, int which) {
-        Qol32s v[3];
-        aecCheck(qolsSubbandProcessGetSize_16s(s.order, s.windowLen, &v[0], &v[1], &v[2]));
-        return v[which];
-    }
-    QolsSubbandProcessState_16s* p() { return state.as<QolsSubbandProcessState_16s>(); }
-    Qol8u* b() { return buffer.as<Qol8u>(); }
     AecMemory state, buffer;
 };
 
-int fixedControllerSize(const Bank& s, int rate, bool detect) {
-    Qol32s bytes = 0;
-    aecCheck((detect ? qolsSubbandControllerDTGetSize_EC_16s : qolsSubbandControllerGetSize_EC_16s)(
-        s.bands, s.frameSize, s.segments, rate, &bytes));
-    return bytes;
+FixedBank makeFixedBank(const Bank& s, const std::vector<double>& window) {
+    Qol32s state = 0, init = 0, buffer = 0;
+    aecCheck(qolsSubbandProcessGetSize_16s(s.order, s.windowLen, &state, &init, &buffer));
+    FixedBank bank{AecMemory(state), AecMemory(buffer)};
+    std::vector<Qol16s> w_Q13;
+    for (const double v : window) {
+        w_Q13.push_back(static_cast<Qol16s>(std::lrint(v * 8192)));
+    }
+    aecCheck(qolsSubbandProcessInit_16s(bank.state.as<QolsSubbandProcessState_16s>(), s.order,
+                                        s.frameSize, s.windowLen, w_Q13.data(), nullptr));
+    return bank;
 }
 
-Qol64s powerOf(const std::vector<Qol32sc>& z) {
+struct SubbandFixed {
+    Filters<Qol32sc> f;
+    bool detect; ///< the controller with double-talk detection
+    int shift;
+    FixedBank far, near, out;
+    AecMemory controller;
+    std::vector<QolStepSize_EC> steps;
+    Qol32s doubleTalk;
+    int frames;
+};
+
+SubbandFixed makeFixedEngine(const AecSettings& settings, bool detect) {
+    auto f = makeFilters<Qol32sc>(settings);
+    const Bank& s = f.s;
+    const auto size =
+        detect ? qolsSubbandControllerDTGetSize_EC_16s : qolsSubbandControllerGetSize_EC_16s;
+    Qol32s bytes = 0;
+    aecCheck(size(s.bands, s.frameSize, s.segments, settings.rate, &bytes));
+    AecMemory controller(bytes);
+    if (detect) {
+        aecCheck(
+            qolsSubbandControllerDTInit_EC_16s(controller.as<QolsSubbandControllerDTState_EC_16s>(),
+                                               s.bands, s.frameSize, s.segments, settings.rate));
+    } else {
+        aecCheck(
+            qolsSubbandControllerInit_EC_16s(controller.as<QolsSubbandControllerState_EC_16s>(),
+                                             s.bands, s.frameSize, s.segments, settings.rate));
+    }
+    FixedBank far = makeFixedBank(s, s.analysis), near = makeFixedBank(s, s.analysis),
+              out = makeFixedBank(s, s.synthesis);
+    std::vector<QolStepSize_EC> steps(count(s.bands));
+    return {std::move(f),
+            detect,
+            detect ? 0 : kShift,
+            std::move(far),
+            std::move(near),
+            std::move(out),
+            std::move(controller),
+            std::move(steps),
+            0,
+            0};
+}
+
+void analyse(const SubbandFixed& e, FixedBank& bank, const std::int16_t* x, Qol32sc* row) {
+    aecCheck(qolsSubbandAnalysis_16s32sc_Sfs(x, row, bank.state.as<QolsSubbandProcessState_16s>(),
+                                             -e.shift, bank.buffer.as<Qol8u>()));
+}
+
+void subtract(const Filters<Qol32sc>& f, const Rows<Qol32sc>& coefs, std::vector<Qol32sc>& error) {
+    aecCheck(qolsFIRSubband_EC_32sc_Sfs(readable(f.far), readable(coefs), error.data(),
+                                        f.s.segments, f.s.bands, kCoefQ));
+    const auto difference = [](Qol32s a, Qol32s b) {
+        return static_cast<Qol32s>(
+            std::clamp<Qol64s>(Qol64s{a} - b, -0x7FFFFFFF - Qol64s{1}, 0x7FFFFFFF));
+    };
+    const Qol32sc* const near = delayedNear(f);
+    for (std::size_t i = 0; i < count(f.s.bands); ++i) {
+        error[i] = {difference(near[i].re, error[i].re), difference(near[i].im, error[i].im)};
+    }
+}
+
+Qol64s powerOf(std::span<const Qol32sc> z) {
     Qol64s sum = 0;
     for (const Qol32sc& v : z) {
         sum += (Qol64s{v.re} * v.re + Qol64s{v.im} * v.im) >> 10;
@@ -264,126 +370,93 @@ QolStepSize_EC stepOf(double value) {
     return {static_cast<Qol32s>(std::min(std::ldexp(fraction, 31), 2147483647.0)), 31 - exponent};
 }
 
-struct SubbandFixed : Filters<Qol32sc> {
-    SubbandFixed(const AecSettings& settings, bool detect)
-        : Filters(settings), detect(detect), farBank(s, s.analysis), nearBank(s, s.analysis),
-          outBank(s, s.synthesis), controller(fixedControllerSize(s, settings.rate, detect)),
-          fixedSteps(near.size()) {
-        aecCheck(detect ? qolsSubbandControllerDTInit_EC_16s(dt(), s.bands, s.frameSize, s.segments,
-                                                             settings.rate)
-                        : qolsSubbandControllerInit_EC_16s(c(), s.bands, s.frameSize, s.segments,
-                                                           settings.rate));
+/// The controller's steps, changed; the update, a row of the affine projection after the other;
+/// transfers.
+void update(SubbandFixed& e) {
+    Filters<Qol32sc>& f = e.f;
+    std::transform(e.steps.begin(), e.steps.end(), f.steps.begin(), valueOf);
+    decide(f);
+    std::transform(f.steps.begin(), f.steps.begin() + f.s.bands, e.steps.begin(), stepOf);
+    for (int k = 0; k < 2; ++k) {
+        aecCheck(qolsFIRSubbandCoeffUpdate_EC_32sc_I(e.steps.data(), readable(f.far) + k,
+                                                     f.updateErr[k].data(), f.adaptive.rows.data(),
+                                                     f.s.segments, f.s.bands, kCoefQ));
     }
-    QolsSubbandControllerState_EC_16s* c() {
-        return controller.as<QolsSubbandControllerState_EC_16s>();
-    }
-    QolsSubbandControllerDTState_EC_16s* dt() {
-        return controller.as<QolsSubbandControllerDTState_EC_16s>();
-    }
+    transfer(f);
+}
 
-    void subtract(Rows<Qol32sc>& coefs, std::vector<Qol32sc>& error) {
-        aecCheck(qolsFIRSubband_EC_32sc_Sfs(far.in(), coefs.in(), error.data(), s.segments, s.bands,
-                                            kCoefQ));
-        const auto difference = [](Qol32s a, Qol32s b) {
-            return static_cast<Qol32s>(
-                std::clamp<Qol64s>(Qol64s{a} - b, -0x7FFFFFFF - Qol64s{1}, 0x7FFFFFFF));
-        };
-        for (std::size_t i = 0; i < error.size(); ++i) {
-            error[i] = {difference(near[i].re, error[i].re), difference(near[i].im, error[i].im)};
-        }
+/// Controller without double talk: its factor.
+double control(SubbandFixed& e) {
+    Filters<Qol32sc>& f = e.f;
+    auto* const controller = e.controller.as<QolsSubbandControllerState_EC_16s>();
+    aecCheck(qolsSubbandControllerUpdate_EC_16s(f.far.rows[0], delayedNear(f), readable(f.far),
+                                                f.fixedErr.data(), e.steps.data(), controller));
+    update(e);
+    Qol16s gain_Q15 = 32767;
+    aecCheck(qolsSubbandController_EC_16s(f.adaptiveErr.data(), f.fixedErr.data(),
+                                          f.adaptive.rows.data(), f.fixed.rows.data(), &gain_Q15,
+                                          controller));
+    return gain_Q15 / 32767.0;
+}
+
+/// Controller with double talk. The reference level is 2^7 times the near end's power, the
+/// frame's level the error's: the controller's marks then lie at 9 dB (save now and then) and
+/// 18 dB of echo return loss enhancement (restore when it has been less for long and the fixed
+/// filter is better). The frame's level is kept off the marks beyond, where the controller
+/// would save in every frame, or restore in every frame, also when the path has changed; and
+/// between them, where nothing is saved, around talk. What it takes for talk may hold the
+/// coefficients only as long as the adaptation sees talk as well.
+void controlDoubleTalk(SubbandFixed& e) {
+    constexpr int kSaveAlwaysAfter = 100;
+    Filters<Qol32sc>& f = e.f;
+    auto* const controller = e.controller.as<QolsSubbandControllerDTState_EC_16s>();
+    const Qol32sc* const near = delayedNear(f);
+    Qol32s lowBands = 0, result = 0;
+    aecCheck(qolsSubbandControllerDTUpdate_EC_16s(readable(f.far), near, f.adaptiveErr.data(),
+                                                  e.steps.data(), &e.doubleTalk, &lowBands, 0,
+                                                  controller));
+    update(e);
+    Qol64s level = powerOf({near, count(f.s.bands)}) * 128;
+    e.frames = (e.frames + 1) % (kSaveAlwaysAfter / 2);
+    const Qol64s now = e.frames == 0 || !isCalm(f.adaptation)
+                           ? level >> 9
+                           : std::clamp(powerOf(f.adaptiveErr), level >> 17, level >> 8);
+    aecCheck(qolsSubbandControllerDT_EC_16s(
+        f.adaptiveErr.data(), f.fixedErr.data(), f.adaptive.rows.data(), f.fixed.rows.data(),
+        &level, &result, now, 1, isDoubleTalk(f.adaptation) ? 0 : 1, 0, controller));
+}
+
+AecFrame runFixed(SubbandFixed& e, const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
+    Filters<Qol32sc>& f = e.f;
+    rotate(f.far);
+    rotate(f.near);
+    analyse(e, e.far, x, f.far.rows[0]);
+    analyse(e, e.near, d, f.near.rows[0]);
+    subtract(f, f.adaptive, f.adaptiveErr);
+    subtract(f, f.fixed, f.fixedErr);
+    double gain = 1;
+    if (e.detect) {
+        controlDoubleTalk(e);
+    } else {
+        gain = control(e);
     }
-
-    /// The controller's steps, changed; the update, a row of the affine projection after the
-    /// other; transfers.
-    void update() {
-        std::transform(fixedSteps.begin(), fixedSteps.end(), steps.begin(), valueOf);
-        const auto& decisions = decide();
-        std::transform(steps.begin(), steps.end(), fixedSteps.begin(), stepOf);
-        for (int k = 0; k < (settings.economy ? 1 : 2); ++k) {
-            aecCheck(qolsFIRSubbandCoeffUpdate_EC_32sc_I(fixedSteps.data(), far.in() + k,
-                                                         scaled[k].data(), adaptive.inOut(),
-                                                         s.segments, s.bands, kCoefQ));
-        }
-        transfer(decisions);
-    }
-
-    /// Controller without double talk: its factor.
-    double control() {
-        aecCheck(qolsSubbandControllerUpdate_EC_16s(far.rows[0], near.data(), far.in(),
-                                                    fixedErr.data(), fixedSteps.data(), c()));
-        update();
-        Qol16s gain_Q15 = 32767;
-        aecCheck(qolsSubbandController_EC_16s(adaptiveErr.data(), fixedErr.data(), adaptive.inOut(),
-                                              fixed.inOut(), &gain_Q15, c()));
-        return gain_Q15 / 32767.0;
-    }
-
-    /// Controller with double talk. The reference level is 2^7 times the near end's power, the
-    /// frame's level the error's: the controller's marks then lie at 9 dB (save now and then) and
-    /// 18 dB of echo return loss enhancement (restore when it has been less for long and the fixed
-    /// filter is better). The frame's level is kept off the marks beyond, where the controller
-    /// would save in every frame, or restore in every frame, also when the path has changed; and
-    /// between them, where nothing is saved, around talk. What it takes for talk may hold the
-    /// coefficients only as long as the adaptation sees talk as well.
-    void controlDoubleTalk() {
-        constexpr int kSaveAlwaysAfter = 100;
-        Qol32s lowBands = 0, result = 0;
-        aecCheck(qolsSubbandControllerDTUpdate_EC_16s(far.in(), near.data(), adaptiveErr.data(),
-                                                      fixedSteps.data(), &doubleTalk, &lowBands, 0,
-                                                      dt()));
-        update();
-        Qol64s level = powerOf(near) * 128;
-        frames = (frames + 1) % (kSaveAlwaysAfter / 2);
-        const Qol64s now = frames == 0 || !isCalm(adaptation)
-                               ? level >> 9
-                               : std::clamp(powerOf(adaptiveErr), level >> 17, level >> 8);
-        aecCheck(qolsSubbandControllerDT_EC_16s(adaptiveErr.data(), fixedErr.data(),
-                                                adaptive.inOut(), fixed.inOut(), &level, &result,
-                                                now, 1, isDoubleTalk(adaptation) ? 0 : 1, 0, dt()));
-    }
-
-    AecFrame run(const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
-        far.rotate();
-        aecCheck(qolsSubbandAnalysis_16s32sc_Sfs(x, far.rows[0], farBank.p(), 0, farBank.b()));
-        aecCheck(qolsSubbandAnalysis_16s32sc_Sfs(d, near.data(), nearBank.p(), 0, nearBank.b()));
-        subtract(adaptive, adaptiveErr);
-        subtract(fixed, fixedErr);
-        double gain = 1;
-        if (detect) {
-            controlDoubleTalk();
-        } else {
-            gain = control();
-        }
-        suppress(gain);
-        aecCheck(qolsSubbandSynthesis_32sc16s_Sfs(blended.data(), y, outBank.p(), 0, outBank.b()));
-        AecFrame frame = report(gain);
-        frame.doubleTalk = detect ? doubleTalk : frame.doubleTalk;
-        return frame;
-    }
-
-    bool detect;
-    FixedBank farBank, nearBank, outBank;
-    AecMemory controller;
-    std::vector<QolStepSize_EC> fixedSteps;
-    Qol32s doubleTalk = 0;
-    int frames = 0;
-};
-
-template <typename Engine, typename... Args>
-AecRunner runnerOf(const AecSettings& settings, Args... args) {
-    auto engine = std::make_shared<Engine>(settings, args...);
-    return {engine->s.frameSize, engine->s.windowLen - engine->s.frameSize,
-            [engine](const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
-                return engine->run(x, d, y);
-            }};
+    suppress(f, gain);
+    aecCheck(qolsSubbandSynthesis_32sc16s_Sfs(f.blended.data(), y,
+                                              e.out.state.as<QolsSubbandProcessState_16s>(),
+                                              e.shift, e.out.buffer.as<Qol8u>()));
+    AecFrame frame = report(f, gain);
+    frame.doubleTalk = e.detect ? e.doubleTalk : frame.doubleTalk;
+    return frame;
 }
 
 } // namespace
 
-AecRunner makeSubbandFloat(const AecSettings& settings) { return runnerOf<SubbandFloat>(settings); }
+AecRunner makeSubbandFloat(const AecSettings& settings) {
+    return runnerOf(makeFloatEngine(settings), runFloat);
+}
 
 AecRunner makeSubbandFixed(const AecSettings& settings, bool detect) {
-    return runnerOf<SubbandFixed>(settings, detect);
+    return runnerOf(makeFixedEngine(settings, detect), runFixed);
 }
 
 } // namespace qolsc::tools
