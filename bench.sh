@@ -7,11 +7,12 @@ cd "$(dirname "$0")"
 . packaging/apt.sh
 need "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}"
 
-repetitions=9 least=0.1
+repetitions=9 least=0.1 whole=yes
 if [ "${1:-}" = --quick ]; then
-  repetitions=3 least=0.01
+  repetitions=3 least=0.01 whole=no
   shift
 fi
+[ $# -eq 0 ] || whole=no
 programs=()
 for program in "$@"; do programs+=("${program}_bench"); done
 if [ $# -eq 0 ]; then
@@ -37,4 +38,10 @@ for program in "${programs[@]}"; do
     >/dev/null 2>>"$log" || { tail -5 "$log" >&2; exit 1; }
 done
 python3 bench/table.py out/bench >out/performance.md
+if [ $whole = yes ]; then
+  marker='<!-- From here on written by bench.sh. -->'
+  page=$(sed "/^$marker/,\$d" docs/performance.md)
+  { echo "$page"; echo; echo "$marker"; echo; sed 's/^#/##/' out/performance.md; } >out/page.md
+  mv out/page.md docs/performance.md
+fi
 echo "look: out/performance.md"

@@ -59,6 +59,18 @@ TEST(Canceller, TakesTheEchoAwayAndFindsBackAfterAChange) {
     }
 }
 
+TEST(Canceller, WaitsForAnEchoThatComesLate) {
+    const int rate = 8000;
+    const Samples far = farEnd(rate, 3);
+    const Scene scene = makeScene({.roomMs = 30, .delayMs = 80}, far, {});
+    for (const char* name : {"subband", "subband-fixed", "subband-dt"}) {
+        const AecResult result =
+            cancelEcho({.engine = aecEngineNamed(name), .suppress = false}, far, scene.near);
+        EXPECT_GT(meanErle(scene.near, result.output, rate, 0.5, 1.5), 10) << name;
+        EXPECT_GT(meanErle(scene.near, result.output, rate, 2, 3), 25) << name;
+    }
+}
+
 TEST(Canceller, KeepsItsFiltersThroughDoubleTalk) {
     const int rate = 8000;
     const Samples far = farEnd(rate, 6);

@@ -70,6 +70,7 @@ bool isCalm(const BandAdaptation& a) { return a.quiet > kSaveEvery; }
 
 namespace {
 
+/// Takes a term in, and that of its place in the ring out.
 void slide(SlidingSum& s, Eight& place, Eight term) {
     s.sum += term - place;
     s.next += term;

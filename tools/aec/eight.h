@@ -11,7 +11,6 @@
 namespace qolsc::tools {
 
 using Eight = float __attribute__((vector_size(32)));
-
 using EightWhole = std::int32_t __attribute__((vector_size(32)));
 
 struct ComplexEight {
@@ -33,7 +32,8 @@ inline ComplexEight operator*(ComplexEight a, ComplexEight b) {
 inline ComplexEight operator*(Eight a, ComplexEight b) { return {a * b.re, a * b.im}; }
 inline ComplexEight operator+(ComplexEight a, ComplexEight b) { return {a.re + b.re, a.im + b.im}; }
 inline ComplexEight operator-(ComplexEight a, ComplexEight b) { return {a.re - b.re, a.im - b.im}; }
-/// Interleaved numbers of any alignment, Re and Im floats or integers of 32 bits.
+
+/// Interleaved numbers of any alignment, parts floats or integers of 32 bits.
 template <typename T>
 ComplexEight loadEight(const T* z) {
     using Parts = std::conditional_t<std::is_same_v<decltype(T{}.re), float>, Eight, EightWhole>;
@@ -63,6 +63,7 @@ void storeEight(ComplexEight z, T* to) {
         }
     }
 }
+
 inline Eight loadEight(const double* x) {
     Eight v;
     for (int k = 0; k < 8; ++k) {
