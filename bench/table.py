@@ -97,7 +97,7 @@ def time_table(program, run):
         if id(row) in used:
             continue
         cycles = shown(row.time / run.cycle) if run.cycle else ""
-        ours = f"| {name} | {row.unit} | {shown(row.time)} | {cycles} | {shown(row.bound) if row.bound else ''} |"
+        ours = f"| `{name}` | {row.unit} | {shown(row.time)} | {cycles} | {shown(row.bound) if row.bound else ''} |"
         partners = list(run.partners(program, name))
         for who, other in partners:
             if other.unit != row.unit:
