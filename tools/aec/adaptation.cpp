@@ -20,7 +20,7 @@ constexpr float kLeastMisalignment = 2e-5f; // of the whole filter
 /// Share of the theoretical progress for white input that is believed.
 constexpr float kProgress = 0.5f;
 /// An error so far above echo and noise that are expected, in so many bands, is near-end talk.
-constexpr float kTalkRatio = 8;
+constexpr float kTalkRatio = 12;
 constexpr double kTalkBands = 0.25, kHangover = 0.1;
 constexpr float kTalkSlowDown = 0.02f;
 /// Mean shares above which the path has changed, resp. the filters' difference is to be believed.
