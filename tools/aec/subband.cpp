@@ -148,6 +148,18 @@ AecFrame report(const Filters<T>& f, double gain) {
     return frame;
 }
 
+/// A frame of both ends: their bands, and both filters' errors.
+template <typename Engine>
+void takeFrame(Engine& e, const std::int16_t* x, const std::int16_t* d) {
+    auto& f = e.f;
+    rotate(f.far);
+    rotate(f.near);
+    analyse(e, e.far, x, f.far.rows[0]);
+    analyse(e, e.near, d, f.near.rows[0]);
+    subtract(f, f.adaptive, f.adaptiveErr);
+    subtract(f, f.fixed, f.fixedErr);
+}
+
 /// An engine as the canceller runs it.
 template <typename Engine>
 AecRunner runnerOf(Engine made, AecFrame (*run)(Engine&, const std::int16_t*, const std::int16_t*,
@@ -245,12 +257,7 @@ void update(Filters<Qol32fc>& f) {
 AecFrame runFloat(SubbandFloat& e, const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
     Filters<Qol32fc>& f = e.f;
     auto* const controller = e.controller.as<QolsSubbandControllerState_EC_32f>();
-    rotate(f.far);
-    rotate(f.near);
-    analyse(e, e.far, x, f.far.rows[0]);
-    analyse(e, e.near, d, f.near.rows[0]);
-    subtract(f, f.adaptive, f.adaptiveErr);
-    subtract(f, f.fixed, f.fixedErr);
+    takeFrame(e, x, d);
     aecCheck(qolsSubbandAPControllerUpdate_EC_32f(readable(f.far), f.fixedErr.data(),
                                                   f.steps.data(), controller, kLearningRate));
     decide(f);
@@ -428,12 +435,7 @@ void controlDoubleTalk(SubbandFixed& e) {
 
 AecFrame runFixed(SubbandFixed& e, const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
     Filters<Qol32sc>& f = e.f;
-    rotate(f.far);
-    rotate(f.near);
-    analyse(e, e.far, x, f.far.rows[0]);
-    analyse(e, e.near, d, f.near.rows[0]);
-    subtract(f, f.adaptive, f.adaptiveErr);
-    subtract(f, f.fixed, f.fixedErr);
+    takeFrame(e, x, d);
     double gain = 1;
     if (e.detect) {
         controlDoubleTalk(e);
