@@ -134,7 +134,7 @@ Run setUpAec(CLI::App& app) {
     app.add_option("--rate", s.rate, "Sample rate, 8000 or 16000")->capture_default_str();
     app.add_option("--tail", s.tailMs, "Echo path that is covered, ms")->capture_default_str();
     app.add_flag("--low-delay", s.lowDelay,
-                 "Sub-bands: 13 ms in place of 38 ms, in twice the time");
+                 "Sub-bands: 13 ms in place of 48 ms, in twice the time");
     app.add_flag("--keep-residual", options->keepResidual, "No residual suppression");
     app.add_flag("--mix", options->adaptation.mix, "Take the mean of several channels");
     app.add_flag("--resample", options->adaptation.resample, "Convert other sample rates");

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -51,9 +52,9 @@ TEST(Canceller, TakesTheEchoAwayAndFindsBackAfterAChange) {
             EXPECT_GT(meanErle(scene.near, result.output, rate, 6, 8), again) << name << rate;
         };
         for (const char* name : {"subband", "subband-fixed", "subband-dt"}) {
-            expect(name, false, 30, 25);
+            expect(name, false, 38, 30);
         }
-        expect("subband", true, 30, 25);
+        expect("subband", true, 38, 30);
         expect("fullband", false, 20, 15);
         expect("fullband-fixed", false, 15, 12);
     }
@@ -93,8 +94,77 @@ TEST(Canceller, KeepsItsFiltersThroughDoubleTalk) {
         const auto left = [&](const Samples& output, double from, double to) {
             return meanErle(alone.near, output, rate, from, to);
         };
-        EXPECT_GT(left(result.output, 3, 4.5), left(quiet.output, 3, 4.5) - 10) << name;
-        EXPECT_GT(left(result.output, 4.6, 6), 30) << name;
+        EXPECT_GT(left(result.output, 3, 4.5), left(quiet.output, 3, 4.5) - 3) << name;
+        EXPECT_GT(left(result.output, 4.6, 6), 38) << name;
+    }
+}
+
+/// An echo that is suddenly louder isn't turned over in the error; it looks like talk.
+TEST(Canceller, FindsBackWhenTheEchoGetsLouderOrWeaker) {
+    const int rate = 8000;
+    const Samples far = farEnd(rate, 8);
+    const Scene before = makeScene({.roomMs = 40}, far, {});
+    for (const double level : {0.0, -18.0}) {
+        const Scene after = makeScene({.roomMs = 40, .echoDb = level}, far, {});
+        Samples near = before.near;
+        std::copy(after.near.begin() + 4 * rate, after.near.end(), near.begin() + 4 * rate);
+        for (const char* name : {"subband", "subband-fixed", "subband-dt"}) {
+            const AecSettings settings{
+                .engine = aecEngineNamed(name), .tailMs = 64, .suppress = false};
+            const Samples output = cancelEcho(settings, far, near).output;
+            EXPECT_GT(meanErle(near, output, rate, 6, 8), 25) << name << level;
+        }
+    }
+}
+
+/// Far ends that tell little of the path, or suddenly more: whatever the filters make of them, the
+/// output is never much louder than the near end.
+TEST(Canceller, StaysQuietWithAnyFarEnd) {
+    constexpr int rate = 8000, seconds = 6;
+    const double pi = std::numbers::pi;
+    qolsc::test::Random random;
+    const Samples noise = qolsc::test::noise16(random, rate * seconds, 32767);
+    const auto made = [&](auto&& value) {
+        Samples x;
+        for (int n = 0; n < rate * seconds; ++n) {
+            x.push_back(static_cast<std::int16_t>(std::clamp<double>(value(n), -32768, 32767)));
+        }
+        return x;
+    };
+    const auto at = [&](int n) { return noise[static_cast<std::size_t>(n)]; };
+    const std::pair<const char*, Samples> ends[] = {
+        {"tone", made([&](int n) { return 8000 * std::sin(2 * pi * 1000 * n / rate); })},
+        {"square", made([&](int n) { return n / 20 % 2 ? 32767 : -32768; })},
+        {"constant", made([&](int n) { return n < 4 * rate ? 20000 : -20000; })},
+        {"clicks", made([&](int n) { return n % 2000 == 0 ? 32767 : 0; })},
+        {"hum, then noise", made([&](int n) {
+             return n < 3 * rate ? 20 * std::sin(2 * pi * 100 * n / rate) : 0.5 * at(n);
+         })},
+        {"tone, then noise", made([&](int n) {
+             return n < 3 * rate ? 9000 * std::sin(2 * pi * 440 * n / rate) : 0.5 * at(n);
+         })},
+        {"noise of all levels", made([&](int n) { return at(n) >> (n / 1000 % 12); })},
+    };
+    for (const auto& [title, far] : ends) {
+        const Scene scene =
+            makeScene({.rate = rate, .roomMs = 40, .noiseDb = -60, .changeAt = 4.5}, far, {});
+        for (const char* name : {"subband", "subband-fixed", "subband-dt"}) {
+            const AecResult result =
+                cancelEcho({.engine = aecEngineNamed(name), .rate = rate}, far, scene.near);
+            // The bank spreads a sound over 48 ms, and a change of the path may add the old echo to
+            // the new one.
+            for (double t = 0.5; t < seconds - 0.6; t += 0.1) {
+                const auto first = static_cast<std::size_t>(t * rate);
+                double before = 0, after = 0;
+                for (std::size_t n = first - 800; n < first + 1600; ++n) {
+                    before += std::pow(scene.near[n], 2);
+                }
+                for (std::size_t n = first; n < first + 800; ++n) {
+                    after += std::pow(result.output[n], 2);
+                }
+                ASSERT_LT(after, 8 * before + 800 * 100) << title << " " << name << " " << t;
+            }
+        }
     }
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// How fast each band of a sub-band engine may adapt, whether the near end talks or the echo path
-// has changed, and which of the two filters to believe.
+// Whether the near end talks or the echo path has changed, and which of a sub-band engine's two
+// filters to believe.
 #pragma once
 
 #include "aec/eight.h"
@@ -22,25 +22,15 @@ struct SlidingSum {
     Eight sum, next;
 };
 
-/// Terms of the sliding sums of a frame.
-struct SlidingTerms {
-    Eight power;
-    ComplexEight lag;
-};
-
 /// Kept for eight bands.
 struct BandControl {
-    Eight misalignment; ///< believed mean square error of a coefficient
-    SlidingSum power;   ///< of the far end over the filter's length
-    SlidingSum lag[2];  ///< correlation of the far end with itself a frame ago, parts
-    Eight powerBefore;  ///< a frame ago
-    ComplexEight farBefore;
-    ComplexEight errorBefore; ///< what the last update has left of the last frame's error
-    Eight error;              ///< adaptive error's power over 30 ms
-    Eight noise;              ///< the least of it lately
+    Eight misalignment;      ///< believed mean square error of a coefficient
+    SlidingSum power;        ///< of the far end over the filter's length
+    Eight error, fixedError; ///< powers of the filters' errors over 30 ms
+    Eight noise;             ///< the least of it lately
     // Means over 100 ms:
     Eight slowPower, slowError, slowFixedError;
-    Eight echo;              ///< power of the adaptive filter's echo
+    Eight echo;              ///< power of the fixed filter's echo
     Eight echoInError;       ///< how much of that echo is in its error
     Eight gap;               ///< power of the filters' difference
     ComplexEight gapInFixed; ///< how much of the difference is in the fixed filter's error
@@ -49,10 +39,11 @@ struct BandControl {
 };
 
 struct BandDecision {
-    Eight step;            ///< for the update
-    ComplexEight error[2]; ///< for the update with the newest rows, and with those a frame older
-    ComplexEight output;   ///< blend of both filters' errors
-    Eight save;            ///< above 0: adaptive coefficients into the fixed filter
+    Eight step;          ///< the controller's in units of the greatest, less under talk
+    Eight ridge;         ///< for the steps of the normal equations
+    ComplexEight output; ///< blend of both filters' errors
+    ComplexEight judged; ///< error of the adaptive filter, for the controller to judge
+    Eight save;          ///< above 0: adaptive coefficients into the fixed filter
 };
 
 /// The control of all bands.
@@ -61,25 +52,32 @@ struct BandAdaptation {
     double frameSeconds;
     float fast, slow, noiseRise; ///< of the means, a frame
     std::vector<BandControl> controls;
-    std::vector<SlidingTerms> terms; ///< a ring of as many frames as taps
-    std::size_t newest = 0;          ///< in that ring
+    std::vector<Eight> terms; ///< of the sliding sums, a ring of as many frames as taps
+    std::size_t newest = 0;   ///< in that ring
     std::vector<BandDecision> decisions;
+    float power = 0;      ///< of the far end over the filter's length
     double explained = 0; ///< mean share of the fixed error that the adaptive filter explains
-    double reversed = 0;  ///< mean share of the adaptive error that is the echo turned over
+    double reversed = 0;  ///< mean share of the fixed error that is the echo turned over
     double hangover = 0;  ///< seconds that double talk still holds
     double quiet = 0;     ///< seconds without double talk
     double unsaved = 0;   ///< seconds since the last saving
-    double spoken = 0;    ///< seconds that the far end has spoken since the start
-    bool saving = false;  ///< in this frame
-    bool restore =
-        false; ///< double talk has just begun: the adaptive filter goes back to the fixed one
+    double elapsed = 0;   ///< seconds since the start
+    double spoken = 0;    ///< seconds of them in which the far end has spoken
+    bool farSpeaks = false;
+    bool changed = false;     ///< the path, and double talk is not what it looks like
+    bool overturned = false;  ///< since this frame so much that what was heard is worth nothing
+    bool overturning = false; ///< since that frame
+    bool learnt = false;      ///< the path
+    bool safe = false;        ///< no talk lately, nor any sign of it
+    bool saving = false;      ///< in this frame
+    bool restore = false;     ///< talk has ended: the adaptive filter goes back to the fixed one
 };
 
 BandAdaptation makeAdaptation(int bands, int segments, double frameSeconds);
 /// Takes a frame, an element for eight bands, and decides.
 const std::vector<BandDecision>& adapt(BandAdaptation& a, const std::vector<BandFrame>& frame);
 inline bool isDoubleTalk(const BandAdaptation& a) { return a.hangover > 0; }
-/// No talk for a quarter of a second: what has been learnt is safe to be kept.
-bool isCalm(const BandAdaptation& a);
+/// Only the fixed filter is to be believed.
+inline bool isHeld(const BandAdaptation& a) { return isDoubleTalk(a) && !a.changed; }
 
 } // namespace qolsc::tools

@@ -30,41 +30,44 @@ std::vector<double> kaiser(int length, double beta) {
 }
 
 /// The shortest solution g of: h(n)·g(n) sums to 1 over the frames that cover a sample, and
-/// h(n + r·size)·g(n) to 0 for r of -1 and 1, for a window of two transform lengths. The sum and
-/// the two conditions are three equations for each place of a sample in its frame.
+/// h(n + r·size)·g(n) to 0 for every other r for which the windows meet. These are as many
+/// equations for each place of a sample in its frame.
 std::vector<double> dual(const std::vector<double>& h, int size, int frameSize) {
     const int length = static_cast<int>(h.size());
+    const int reach = (length + size - 1) / size - 1, count = 2 * reach + 1;
     const auto at = [&](int n) {
         return n >= 0 && n < length ? h[static_cast<std::size_t>(n)] : 0.0;
     };
+    const auto shifted = [&](int n, int row) { return at(n + (row - reach) * size); };
     std::vector<double> g(h.size());
     for (int place = 0; place < frameSize; ++place) {
-        // Normal equations of the three rows; Gauss-Jordan, the matrix being positive definite.
-        std::array<std::array<double, 4>, 3> a{};
+        // Normal equations of the rows; Gauss-Jordan, the matrix being positive definite.
+        constexpr int kMost = 7;
+        std::array<std::array<double, kMost + 1>, kMost> a{};
         for (int n = place; n < length; n += frameSize) {
-            for (int r = 0; r < 3; ++r) {
-                for (int s = 0; s < 3; ++s) {
-                    a[r][s] += at(n + (r - 1) * size) * at(n + (s - 1) * size);
+            for (int r = 0; r < count; ++r) {
+                for (int s = 0; s < count; ++s) {
+                    a[r][s] += shifted(n, r) * shifted(n, s);
                 }
             }
         }
-        a[1][3] = 1;
-        for (int r = 0; r < 3; ++r) {
+        a[reach][count] = 1;
+        for (int r = 0; r < count; ++r) {
             a[r][r] += 1e-12;
             const double pivot = a[r][r];
             for (double& v : a[r]) {
                 v /= pivot;
             }
-            for (int s = 0; s < 3; ++s) {
+            for (int s = 0; s < count; ++s) {
                 const double f = s == r ? 0 : a[s][r];
-                for (int c = 0; c < 4; ++c) {
+                for (int c = 0; c <= count; ++c) {
                     a[s][c] -= f * a[r][c];
                 }
             }
         }
         for (int n = place; n < length; n += frameSize) {
-            for (int r = 0; r < 3; ++r) {
-                g[static_cast<std::size_t>(n)] += a[r][3] * at(n + (r - 1) * size);
+            for (int r = 0; r < count; ++r) {
+                g[static_cast<std::size_t>(n)] += a[r][count] * shifted(n, r);
             }
         }
     }
@@ -75,11 +78,10 @@ std::vector<double> dual(const std::vector<double>& h, int size, int frameSize) 
 
 Bank bankOf(const AecSettings& settings) {
     const int twice = settings.rate == 8000 ? 0 : 1;
-    // The windows' spectra have their first zeros 1.37 and 1.33 transform bins from the middle,
-    // where aliases begin at 1.33 and 1.28.
+    // Aliases of a band begin where the window's spectrum has fallen for good.
     Bank bank =
-        settings.lowDelay ? Bank{6, 24, 128, 0, 0, 0, {}, {}} : Bank{7, 50, 256, 0, 0, 2, {}, {}};
-    const double beta = settings.lowDelay ? 8 : 7.75;
+        settings.lowDelay ? Bank{6, 24, 128, 0, 0, 0, {}, {}} : Bank{7, 56, 384, 0, 0, 1, {}, {}};
+    const double beta = settings.lowDelay ? 8 : 9.5;
     bank.order += twice;
     bank.frameSize <<= twice;
     bank.windowLen <<= twice;

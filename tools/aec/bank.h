@@ -22,9 +22,10 @@ struct Bank {
     std::vector<double> analysis, synthesis; ///< which differ
 };
 
-/// Transforms of half the window: a Kaiser window whose stop band begins where aliases do, and its
-/// dual, which rebuilds exactly. The delay is 38 ms (256 samples less one frame and two frames, at
-/// 8 kHz), with low delay 13 ms, for which there are twice as many coefficients to a sample.
+/// A Kaiser window of three transform lengths, whose stop band begins where aliases do, and its
+/// dual, which rebuilds exactly. The delay is 48 ms: 384 samples at 8 kHz, less one frame, and the
+/// frame by which the near end is held back. With low delay it is 13 ms: two transform lengths,
+/// half as long, and twice as many coefficients to a sample.
 Bank bankOf(const AecSettings& settings);
 
 } // namespace qolsc::tools

@@ -17,14 +17,14 @@ struct AecSettings {
     int rate = 8000;       ///< 8000 or 16000
     int tailMs = 128;      ///< length of the echo path that the filters cover
     bool suppress = true;  ///< residual suppression by the controller's factor
-    bool lowDelay = false; ///< sub-bands: 13 ms in place of 38 ms, in twice the time
+    bool lowDelay = false; ///< sub-bands: 13 ms in place of 48 ms, in twice the time
 };
 
 /// What the canceller did, frame by frame.
 struct AecTrace {
     int frameSize = 0;
-    std::vector<double> step;       ///< mean over the bands (samples), dB
-    std::vector<double> gain;       ///< the controller's factor, 1 where it has none
+    std::vector<double> step; ///< the controller's over its greatest, less under talk; mean, dB
+    std::vector<double> gain; ///< the controller's factor, 1 where it has none
     std::vector<double> doubleTalk; ///< decisions, 0 where the engine makes none
     std::vector<double> disabled;   ///< 1 while a tone has switched the canceller off
 };

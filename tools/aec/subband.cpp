@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // Sub-band engines. One structure for both arithmetics: analysis of both ends, adaptive and fixed
-// filter, step sizes, update, transfers, synthesis of a blend of the two errors.
+// filter, step sizes, update along a direction of least squares, transfers, synthesis of a blend of
+// the two errors.
 #include "aec/adaptation.h"
 #include "aec/bank.h"
 #include "aec/engines.h"
+#include "aec/equations.h"
 
 #include "qolsc.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <span>
 
@@ -51,11 +55,28 @@ const T** readable(const Rows<T>& r) {
     return const_cast<const T**>(r.rows.data());
 }
 
-/// A band's coefficients into the other filter.
+/// The rows from a band on, as the library takes them.
 template <typename T>
-void copyBand(const Rows<T>& from, Rows<T>& to, std::size_t band) {
+std::array<T*, 255> fromBand(const Rows<T>& r, std::size_t band) {
+    std::array<T*, 255> from{};
+    std::transform(r.rows.begin(), r.rows.end(), from.begin(), [&](T* row) { return row + band; });
+    return from;
+}
+
+/// Eight bands' coefficients into the other filter where the mark is above 0.
+template <typename T>
+void copyBands(const Rows<T>& from, Rows<T>& to, std::size_t group, Eight mark) {
+    const EightWhole mask = mark > 0;
+    const EightWhole parts[2] = {__builtin_shufflevector(mask, mask, 0, 0, 1, 1, 2, 2, 3, 3),
+                                 __builtin_shufflevector(mask, mask, 4, 4, 5, 5, 6, 6, 7, 7)};
     for (std::size_t j = 0; j < from.rows.size(); ++j) {
-        to.rows[j][band] = from.rows[j][band];
+        EightWhole a[2], b[2];
+        std::memcpy(a, from.rows[j] + 8 * group, sizeof a);
+        std::memcpy(b, to.rows[j] + 8 * group, sizeof b);
+        for (int k = 0; k < 2; ++k) {
+            b[k] = (a[k] & parts[k]) | (b[k] & ~parts[k]);
+        }
+        std::memcpy(to.rows[j] + 8 * group, b, sizeof b);
     }
 }
 
@@ -64,30 +85,48 @@ template <typename T>
 struct Filters {
     AecSettings settings;
     Bank s;
-    Rows<T> far; ///< a row more than the filters, for the update over two frames
-    Rows<T> near, adaptive, fixed;
-    std::vector<T> adaptiveErr, fixedErr, updateErr[2], blended;
+    Rows<T> far, near, adaptive, fixed;
+    Rows<T> direction; ///< conjugate, in which bands of the adaptive filter move
+    std::vector<T> adaptiveErr, fixedErr, judgedErr, blended;
+    std::vector<T> units;     ///< the update's errors: it goes by the steps alone
+    std::vector<T> firstTaps; ///< of the adaptive filter before transfers, to see what they replace
     BandAdaptation adaptation;
     std::vector<BandFrame> frame;
+    Equations equations;
+    std::size_t turn = 0;      ///< which bands move next
     std::vector<double> steps; ///< the controller's, then the update's
 };
+/// Fixed point's is that long so that directions of 31 bits take steps down to 2^-20.
+template <typename T>
+constexpr T kUnit{1, 0};
+template <>
+constexpr Qol32sc kUnit<Qol32sc>{1 << 20, 0};
+
+/// What has been heard counts by a factor of e less after this time.
+constexpr double kMemory = 3; // s
 
 template <typename T>
 Filters<T> makeFilters(const AecSettings& settings) {
     const Bank s = bankOf(settings);
     const std::vector<T> row(count(roomFor(s.bands)));
+    const double framesPerSecond = static_cast<double>(settings.rate) / s.frameSize;
     return {settings,
             s,
-            makeRows<T>(s.segments + 1, s.bands),
+            makeRows<T>(s.segments, s.bands),
             makeRows<T>(s.ahead + 1, s.bands),
             makeRows<T>(s.segments, s.bands),
             makeRows<T>(s.segments, s.bands),
+            makeRows<T>(s.segments, s.bands),
             row,
             row,
-            {row, row},
             row,
-            makeAdaptation(s.bands, s.segments, static_cast<double>(s.frameSize) / settings.rate),
+            row,
+            std::vector<T>(row.size(), kUnit<T>),
+            row,
+            makeAdaptation(s.bands, s.segments, 1 / framesPerSecond),
             std::vector<BandFrame>(row.size() / 8),
+            makeEquations(s.bands, s.segments, kMemory * framesPerSecond),
+            0,
             std::vector<double>(row.size())};
 }
 
@@ -97,7 +136,7 @@ const T* delayedNear(const Filters<T>& f) {
     return f.near.rows.back();
 }
 
-/// How fast to adapt and whom to believe, from the controller's steps; leaves the update's.
+/// What the adaptation makes of the frame, from the controller's steps.
 template <typename T>
 void decide(Filters<T>& f) {
     for (std::size_t g = 0; g < f.frame.size(); ++g) {
@@ -107,26 +146,82 @@ void decide(Filters<T>& f) {
     }
     const auto& decisions = adapt(f.adaptation, f.frame);
     for (std::size_t g = 0; g < f.frame.size(); ++g) {
-        const BandDecision& d = decisions[g];
-        for (int k = 0; k < 2; ++k) {
-            storeEight(d.error[k], &f.updateErr[k][8 * g]);
-        }
-        storeEight(d.output, &f.blended[8 * g]);
-        for (int k = 0; k < 8; ++k) {
-            f.steps[8 * g + count(k)] = d.step[k];
+        storeEight(decisions[g].output, &f.blended[8 * g]);
+        storeEight(decisions[g].judged, &f.judgedErr[8 * g]);
+    }
+}
+
+void learn(Equations& e, const BandAdaptation& a, const std::vector<BandFrame>& frame) {
+    if (a.overturned) {
+        forget(e);
+    }
+    if (a.farSpeaks) {
+        hear(e, a.power);
+        for (std::size_t g = 0; g < frame.size(); ++g) {
+            take(e, g, frame[g].far, frame[g].adaptiveErr);
         }
     }
+}
+
+/// Integers take a direction of 31 bits.
+template <typename T>
+Eight scaleOf(const std::vector<ComplexEight>& direction) {
+    Eight most{};
+    for (const ComplexEight& d : direction) {
+        most = largerOf(most, largerOf(largerOf(d.re, -d.re), largerOf(d.im, -d.im)));
+    }
+    return std::is_same_v<T, Qol32sc> && sumOf(most) > 0 ? 0x1p30f / largerOf(most, eights(1e-30f))
+                                                         : eights(1);
+}
+
+/// Bands from first on, as many as told.
+struct BandRange {
+    std::size_t first, bands;
+};
+
+/// The bands whose turn it is choose their directions and steps.
+template <typename T>
+BandRange chooseSteps(Filters<T>& f) {
+    const std::size_t groups = f.frame.size(), round = roundOf(f.equations);
+    f.turn = (f.turn + 1) % round;
+    const std::size_t from = f.turn * groups / round, to = (f.turn + 1) * groups / round;
+    for (std::size_t g = from; g < to; ++g) {
+        const Eight step = descend(f.equations, g, f.adaptation.decisions[g].ridge);
+        const auto& direction = f.equations.bands[g].direction;
+        const Eight scale = scaleOf<T>(direction);
+        for (std::size_t j = 0; j < direction.size(); ++j) {
+            storeEight(ComplexEight{scale * direction[j].re, -scale * direction[j].im},
+                       f.direction.rows[j] + 8 * g);
+        }
+        for (std::size_t k = 0; k < 8; ++k) {
+            f.steps[8 * g + k] = double{step[k]} / double{scale[k]} / kUnit<T>.re;
+        }
+    }
+    return {8 * from, std::min(8 * to, count(f.s.bands)) - std::min(8 * from, count(f.s.bands))};
 }
 
 /// Coefficients on the adaptation's word, before the controller has its own.
 template <typename T>
 void transfer(Filters<T>& f) {
-    for (int i = 0; f.adaptation.restore && i < f.s.bands; ++i) {
-        copyBand(f.fixed, f.adaptive, count(i));
+    std::copy_n(f.adaptive.rows[0], f.firstTaps.size(), f.firstTaps.begin());
+    for (std::size_t g = 0; g < f.frame.size(); ++g) {
+        if (f.adaptation.restore) {
+            copyBands(f.fixed, f.adaptive, g, eights(1));
+        } else if (f.adaptation.saving) {
+            copyBands(f.adaptive, f.fixed, g, f.adaptation.decisions[g].save);
+        }
     }
-    for (int i = 0; f.adaptation.saving && i < f.s.bands; ++i) {
-        if (f.adaptation.decisions[count(i / 8)].save[i % 8] > 0) {
-            copyBand(f.adaptive, f.fixed, count(i));
+}
+
+/// Bands whose adaptive coefficients were replaced.
+template <typename T>
+void settleReplaced(Filters<T>& f) {
+    if (std::memcmp(f.adaptive.rows[0], f.firstTaps.data(), f.firstTaps.size() * sizeof(T)) == 0) {
+        return;
+    }
+    for (std::size_t i = 0; i < count(f.s.bands); ++i) {
+        if (std::memcmp(&f.adaptive.rows[0][i], &f.firstTaps[i], sizeof(T)) != 0) {
+            settle(f.equations, i);
         }
     }
 }
@@ -242,16 +337,15 @@ void subtract(const Filters<Qol32fc>& f, const Rows<Qol32fc>& coefs, std::vector
     }
 }
 
-/// Over two frames at once; the update takes half of their sum.
 void update(Filters<Qol32fc>& f) {
-    for (double& step : f.steps) {
-        step *= 2;
+    const BandRange range = chooseSteps(f);
+    if (range.bands > 0) {
+        auto direction = fromBand(f.direction, range.first),
+             coefs = fromBand(f.adaptive, range.first);
+        aecCheck(qolsFIRSubbandCoeffUpdate_EC_32fc_I(
+            &f.steps[range.first], const_cast<const Qol32fc**>(direction.data()),
+            &f.units[range.first], coefs.data(), f.s.segments, static_cast<int>(range.bands)));
     }
-    const Qol64f* steps[2] = {f.steps.data(), f.steps.data()};
-    const Qol32fc* errors[2] = {f.updateErr[0].data(), f.updateErr[1].data()};
-    aecCheck(qolsFIRSubbandAPCoeffUpdate_EC_32fc_I(
-        steps, readable(f.far), errors, f.adaptive.rows.data(), static_cast<Qol32u>(f.s.segments),
-        static_cast<Qol32u>(f.s.bands), 2));
 }
 
 AecFrame runFloat(SubbandFloat& e, const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
@@ -261,12 +355,14 @@ AecFrame runFloat(SubbandFloat& e, const std::int16_t* x, const std::int16_t* d,
     aecCheck(qolsSubbandAPControllerUpdate_EC_32f(readable(f.far), f.fixedErr.data(),
                                                   f.steps.data(), controller, kLearningRate));
     decide(f);
+    learn(f.equations, f.adaptation, f.frame);
     update(f);
     transfer(f);
     Qol32f gain = 1;
-    aecCheck(qolsSubbandController_EC_32f(f.adaptiveErr.data(), f.fixedErr.data(),
+    aecCheck(qolsSubbandController_EC_32f(f.judgedErr.data(), f.fixedErr.data(),
                                           f.adaptive.rows.data(), f.fixed.rows.data(), &gain,
                                           controller));
+    settleReplaced(f);
     suppress(f, gain);
     synthesise(e, y);
     return report(f, gain);
@@ -276,20 +372,23 @@ AecFrame runFloat(SubbandFloat& e, const std::int16_t* x, const std::int16_t* d,
 
 /// Coefficients are Q18: the energies of filters with unit gain then stay within 32 bits.
 constexpr int kCoefQ = 18;
-/// As the float engine's scale, in places; only that the detector's marks are set for none.
-constexpr int kShift = 2;
+/// As the float engine's scale, in places, and one for the headroom; less before the detector,
+/// whose marks are set for none.
+constexpr int kShift = 3, kDetectorShift = 2;
+/// The analysis folds a window's samples on each other in 16 bits.
+constexpr double kHeadroom = 0.8;
 
 struct FixedBank {
     AecMemory state, buffer;
 };
 
-FixedBank makeFixedBank(const Bank& s, const std::vector<double>& window) {
+FixedBank makeFixedBank(const Bank& s, const std::vector<double>& window, double factor) {
     Qol32s state = 0, init = 0, buffer = 0;
     aecCheck(qolsSubbandProcessGetSize_16s(s.order, s.windowLen, &state, &init, &buffer));
     FixedBank bank{AecMemory(state), AecMemory(buffer)};
     std::vector<Qol16s> w_Q13;
     for (const double v : window) {
-        w_Q13.push_back(static_cast<Qol16s>(std::lrint(v * 8192)));
+        w_Q13.push_back(static_cast<Qol16s>(std::lrint(factor * v * 8192)));
     }
     aecCheck(qolsSubbandProcessInit_16s(bank.state.as<QolsSubbandProcessState_16s>(), s.order,
                                         s.frameSize, s.windowLen, w_Q13.data(), nullptr));
@@ -324,12 +423,13 @@ SubbandFixed makeFixedEngine(const AecSettings& settings, bool detect) {
             qolsSubbandControllerInit_EC_16s(controller.as<QolsSubbandControllerState_EC_16s>(),
                                              s.bands, s.frameSize, s.segments, settings.rate));
     }
-    FixedBank far = makeFixedBank(s, s.analysis), near = makeFixedBank(s, s.analysis),
-              out = makeFixedBank(s, s.synthesis);
+    FixedBank far = makeFixedBank(s, s.analysis, kHeadroom),
+              near = makeFixedBank(s, s.analysis, kHeadroom),
+              out = makeFixedBank(s, s.synthesis, 1 / kHeadroom);
     std::vector<QolStepSize_EC> steps(count(s.bands));
     return {std::move(f),
             detect,
-            detect ? 0 : kShift,
+            detect ? kDetectorShift : kShift,
             std::move(far),
             std::move(near),
             std::move(out),
@@ -377,17 +477,22 @@ QolStepSize_EC stepOf(double value) {
     return {static_cast<Qol32s>(std::min(std::ldexp(fraction, 31), 2147483647.0)), 31 - exponent};
 }
 
-/// The controller's steps, changed; the update, a row of the affine projection after the other;
-/// transfers.
+/// The adaptation with the controller's steps, the update, transfers.
 void update(SubbandFixed& e) {
     Filters<Qol32sc>& f = e.f;
     std::transform(e.steps.begin(), e.steps.end(), f.steps.begin(), valueOf);
     decide(f);
-    std::transform(f.steps.begin(), f.steps.begin() + f.s.bands, e.steps.begin(), stepOf);
-    for (int k = 0; k < 2; ++k) {
-        aecCheck(qolsFIRSubbandCoeffUpdate_EC_32sc_I(e.steps.data(), readable(f.far) + k,
-                                                     f.updateErr[k].data(), f.adaptive.rows.data(),
-                                                     f.s.segments, f.s.bands, kCoefQ));
+    learn(f.equations, f.adaptation, f.frame);
+    const BandRange range = chooseSteps(f);
+    if (range.bands > 0) {
+        std::transform(&f.steps[range.first], &f.steps[range.first] + range.bands,
+                       &e.steps[range.first], stepOf);
+        auto direction = fromBand(f.direction, range.first),
+             coefs = fromBand(f.adaptive, range.first);
+        aecCheck(qolsFIRSubbandCoeffUpdate_EC_32sc_I(
+            &e.steps[range.first], const_cast<const Qol32sc**>(direction.data()),
+            &f.units[range.first], coefs.data(), f.s.segments, static_cast<int>(range.bands),
+            kCoefQ));
     }
     transfer(f);
 }
@@ -400,7 +505,7 @@ double control(SubbandFixed& e) {
                                                 f.fixedErr.data(), e.steps.data(), controller));
     update(e);
     Qol16s gain_Q15 = 32767;
-    aecCheck(qolsSubbandController_EC_16s(f.adaptiveErr.data(), f.fixedErr.data(),
+    aecCheck(qolsSubbandController_EC_16s(f.judgedErr.data(), f.fixedErr.data(),
                                           f.adaptive.rows.data(), f.fixed.rows.data(), &gain_Q15,
                                           controller));
     return gain_Q15 / 32767.0;
@@ -425,12 +530,13 @@ void controlDoubleTalk(SubbandFixed& e) {
     update(e);
     Qol64s level = powerOf({near, count(f.s.bands)}) * 128;
     e.frames = (e.frames + 1) % (kSaveAlwaysAfter / 2);
-    const Qol64s now = e.frames == 0 || !isCalm(f.adaptation)
+    const Qol64s now = !f.adaptation.safe ? 0
+                       : e.frames == 0
                            ? level >> 9
                            : std::clamp(powerOf(f.adaptiveErr), level >> 17, level >> 8);
     aecCheck(qolsSubbandControllerDT_EC_16s(
-        f.adaptiveErr.data(), f.fixedErr.data(), f.adaptive.rows.data(), f.fixed.rows.data(),
-        &level, &result, now, 1, isDoubleTalk(f.adaptation) ? 0 : 1, 0, controller));
+        f.judgedErr.data(), f.fixedErr.data(), f.adaptive.rows.data(), f.fixed.rows.data(), &level,
+        &result, now, 1, f.adaptation.safe ? 1 : 0, 0, controller));
 }
 
 AecFrame runFixed(SubbandFixed& e, const std::int16_t* x, const std::int16_t* d, std::int16_t* y) {
@@ -442,6 +548,7 @@ AecFrame runFixed(SubbandFixed& e, const std::int16_t* x, const std::int16_t* d,
     } else {
         gain = control(e);
     }
+    settleReplaced(f);
     suppress(f, gain);
     aecCheck(qolsSubbandSynthesis_32sc16s_Sfs(f.blended.data(), y,
                                               e.out.state.as<QolsSubbandProcessState_16s>(),
