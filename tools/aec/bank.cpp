@@ -91,7 +91,7 @@ Bank bankOf(const AecSettings& settings) {
     std::reverse(bank.synthesis.begin(), bank.synthesis.end());
     bank.bands = (1 << bank.order) / 2 + 1;
     const int samples = settings.tailMs * settings.rate / 1000;
-    bank.segments = std::clamp((samples + bank.frameSize - 1) / bank.frameSize, 1, 255);
+    bank.segments = std::clamp((samples + bank.frameSize - 1) / bank.frameSize, 1, kMostSegments);
     return bank;
 }
 

@@ -8,6 +8,8 @@
 
 namespace qolsc::tools {
 
+constexpr int kMostSegments = 255; ///< that the library's filters take
+
 /// What a filter bank is set up with. Window lengths are the delay from input to output plus a
 /// frame.
 struct Bank {

@@ -76,12 +76,12 @@ void multiply(BandEquations& b, std::size_t segments) {
 /// Coefficients of the prediction error filter, the first of them 1.
 using Predictor = std::array<ComplexEight, kOrder + 1>;
 
-/// By Levinson's recursion.
-Predictor predictorOf(const ComplexEight* correlation) {
+/// By Levinson's recursion from so many elements of the correlation.
+Predictor predictorOf(const ComplexEight* correlation, std::size_t known) {
     Predictor a{};
     a[0].re = eights(1);
     Eight energy = correlation[0].re * (1 + kWhite) + 1e-25f;
-    for (std::size_t k = 1; k <= kOrder; ++k) {
+    for (std::size_t k = 1; k <= kOrder && k < known; ++k) {
         ComplexEight sum{};
         for (std::size_t i = 0; i < k; ++i) {
             sum = sum + a[i] * correlation[k - i];
@@ -141,11 +141,14 @@ void clear(Equations& e) {
 
 Equations makeEquations(int bands, int segments, double framesKept) {
     const auto n = static_cast<std::size_t>(segments);
-    const std::vector<ComplexEight> none(n), twice(2 * n), square(n * std::max(n, kOrder + 1));
+    const std::vector<ComplexEight> none(n), twice(2 * n), square(n * n);
     const BandEquations empty{{}, 0, 0, twice, square, none, none, none, Eight{}};
-    return {n, static_cast<float>(1 - 1 / framesKept),
-            0, 0,
-            0, std::vector<BandEquations>(static_cast<std::size_t>((bands + 7) / 8), empty)};
+    Equations e{};
+    e.segments = n;
+    e.keep = static_cast<float>(1 - 1 / framesKept);
+    e.bands.assign(static_cast<std::size_t>((bands + 7) / 8), empty);
+    e.downhill = none;
+    return e;
 }
 
 void hear(Equations& e, float power) {
@@ -171,11 +174,16 @@ std::size_t roundOf(const Equations& e) {
     // A step takes time with the square of the segments; so does a frame if rounds don't get
     // longer.
     const std::size_t unit = std::max<std::size_t>(1, e.segments / 20);
-    return unit * (e.heard < 16    ? 1
-                   : e.heard < 64  ? 2
-                   : e.heard < 160 ? 4
-                   : e.heard < 480 ? 8
-                                   : 12);
+    constexpr struct {
+        float until;
+        std::size_t frames;
+    } rounds[] = {{16, 1}, {64, 2}, {160, 4}, {480, 8}};
+    for (const auto& [until, frames] : rounds) {
+        if (e.heard < until) {
+            return unit * frames;
+        }
+    }
+    return unit * 12;
 }
 
 /// So that the rows are there when they are multiplied, while others are summed up.
@@ -196,18 +204,18 @@ Eight descend(Equations& e, std::size_t group, Eight ridge) {
     ComplexEight* const d = b.direction.data();
     ComplexEight* const q = b.image.data();
     ComplexEight* const g = b.gradient.data();
-    std::array<ComplexEight, 255> downhill;
+    ComplexEight* const z = e.downhill.data();
     Eight along{};
-    precondition(b.gradient, predictorOf(rowOf(b, e.segments, 0)),
+    precondition(b.gradient, predictorOf(rowOf(b, e.segments, 0), e.segments),
                  [&](std::size_t i, const ComplexEight& v) {
-                     downhill[i] = v;
+                     z[i] = v;
                      along += q[i].re * v.re + q[i].im * v.im;
                  });
     // Conjugate to the last direction, if that still points downhill.
     const Eight turn = b.curvature > 0 ? largerOf(-along / b.curvature, none) : none;
     for (std::size_t i = 0; i < e.segments; ++i) {
-        d[i].re = downhill[i].re + turn * d[i].re;
-        d[i].im = downhill[i].im + turn * d[i].im;
+        d[i].re = z[i].re + turn * d[i].re;
+        d[i].im = z[i].im + turn * d[i].im;
     }
     multiply(b, e.segments);
     const Eight doubt = kScale * ridge;

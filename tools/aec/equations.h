@@ -17,10 +17,10 @@ struct BandEquations {
     struct Frame {
         ComplexEight far, error;
     };
-    std::array<Frame, 16>
-        waiting;        ///< frames that aren't summed up yet: a band's data comes once in a
-    std::size_t waits;  ///< while into the cache
-    std::size_t newest; ///< in far and rows
+    /// Frames that aren't summed up yet, so that a band's sums come into the cache once in a while.
+    std::array<Frame, 16> waiting;
+    std::size_t waits;
+    std::size_t newest;            ///< in far and rows
     std::vector<ComplexEight> far; ///< newest first from `newest` on; twice, so that nothing wraps
     /// A ring of rows, R[i][i] to R[i][segments - 1] the one i behind the newest: R[i + 1][j + 1]
     /// is what R[i][j] was a frame ago, so that a row, once written, only gets older.
@@ -37,6 +37,7 @@ struct Equations {
     float loudest, heard; ///< far end's power, most since sums began; frames as loud as that
     int relearning;       ///< frames until sums begin again after something was forgotten
     std::vector<BandEquations> bands;
+    std::vector<ComplexEight> downhill; ///< of the step that is being taken
 };
 
 Equations makeEquations(int bands, int segments, double framesKept);

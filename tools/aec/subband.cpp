@@ -57,8 +57,8 @@ const T** readable(const Rows<T>& r) {
 
 /// The rows from a band on, as the library takes them.
 template <typename T>
-std::array<T*, 255> fromBand(const Rows<T>& r, std::size_t band) {
-    std::array<T*, 255> from{};
+std::array<T*, kMostSegments> fromBand(const Rows<T>& r, std::size_t band) {
+    std::array<T*, kMostSegments> from{};
     std::transform(r.rows.begin(), r.rows.end(), from.begin(), [&](T* row) { return row + band; });
     return from;
 }
@@ -96,6 +96,7 @@ struct Filters {
     std::size_t turn = 0;      ///< which bands move next
     std::vector<double> steps; ///< the controller's, then the update's
 };
+
 /// Fixed point's is that long so that directions of 31 bits take steps down to 2^-20.
 template <typename T>
 constexpr T kUnit{1, 0};
@@ -166,12 +167,14 @@ void learn(Equations& e, const BandAdaptation& a, const std::vector<BandFrame>& 
 /// Integers take a direction of 31 bits.
 template <typename T>
 Eight scaleOf(const std::vector<ComplexEight>& direction) {
+    if (!std::is_same_v<T, Qol32sc>) {
+        return eights(1);
+    }
     Eight most{};
     for (const ComplexEight& d : direction) {
         most = largerOf(most, largerOf(largerOf(d.re, -d.re), largerOf(d.im, -d.im)));
     }
-    return std::is_same_v<T, Qol32sc> && sumOf(most) > 0 ? 0x1p30f / largerOf(most, eights(1e-30f))
-                                                         : eights(1);
+    return 0x1p30f / largerOf(most, eights(1e-20f)); // a silent band has none
 }
 
 /// Bands from first on, as many as told.
@@ -337,6 +340,7 @@ void subtract(const Filters<Qol32fc>& f, const Rows<Qol32fc>& coefs, std::vector
     }
 }
 
+/// The bands whose turn it is move.
 void update(Filters<Qol32fc>& f) {
     const BandRange range = chooseSteps(f);
     if (range.bands > 0) {
