@@ -47,7 +47,7 @@ Place placeOf(int channel) { return {static_cast<std::size_t>(channel) * 4001 % 
 
 class Speaker {
 public:
-    static constexpr double kFrameSeconds = 0.01;
+    static double frameSeconds() { return 0.01; }
     explicit Speaker(int channel)
         : encoder(codec().openEncoder(codec(), {}), codec().closeEncoder),
           decoder(codec().openDecoder(codec(), {}), codec().closeDecoder), place(placeOf(channel)) {
@@ -73,22 +73,20 @@ private:
 
 class Canceller {
 public:
-    static constexpr int kFrame = 50; // of the engine, at 8 kHz
-    static constexpr double kFrameSeconds = kFrame / 8000.0;
     explicit Canceller(int channel)
-        : runner(makeSubbandFloat({.rate = 8000, .tailMs = 128})), place(placeOf(channel)) {
-        aecCheck(runner.frameSize == kFrame ? 0 : 1);
-    }
+        : runner(makeSubbandFloat({.rate = 8000, .tailMs = 128})), place(placeOf(channel)),
+          out(static_cast<std::size_t>(runner.frameSize)) {}
+    double frameSeconds() const { return runner.frameSize / 8000.0; }
     void run() {
-        const std::int16_t* far = place.next(speech(), kFrame);
-        runner.run(far, echo().data() + (far - speech().data()), out);
+        const std::int16_t* far = place.next(speech(), out.size());
+        runner.run(far, echo().data() + (far - speech().data()), out.data());
         benchmark::DoNotOptimize(out);
     }
 
 private:
     AecRunner runner;
     Place place;
-    std::int16_t out[kFrame];
+    Words out;
 };
 
 /// Processor time of this thread: what others do on the machine isn't counted.
@@ -112,7 +110,7 @@ void channels(benchmark::State& state) {
         }
     }
     const double seconds = threadSeconds() - start;
-    const double simulated = static_cast<double>(state.iterations()) * Channel::kFrameSeconds *
+    const double simulated = static_cast<double>(state.iterations()) * all[0]->frameSeconds() *
                              static_cast<double>(all.size());
     state.counters["channels/core"] =
         benchmark::Counter(simulated / seconds, benchmark::Counter::kAvgThreads);
